@@ -1,0 +1,65 @@
+#include "base/TextConversion.h"
+
+#include <windows.h>
+
+#include <climits>
+
+namespace Base {
+
+namespace {
+
+std::wstring MultiByteToWide(UINT codePage, std::string_view text)
+{
+    if (text.empty() || text.size() > INT_MAX) {
+        return {};
+    }
+    const int length = static_cast<int>(text.size());
+    const int needed = ::MultiByteToWideChar(codePage, 0, text.data(), length, nullptr, 0);
+    if (needed <= 0) {
+        return {};
+    }
+    std::wstring result(static_cast<size_t>(needed), L'\0');
+    ::MultiByteToWideChar(codePage, 0, text.data(), length, result.data(), needed);
+    // An embedded terminator ends the text, as it would for a C string.
+    const size_t terminator = result.find(L'\0');
+    if (terminator != std::wstring::npos) {
+        result.resize(terminator);
+    }
+    return result;
+}
+
+} // namespace
+
+std::wstring ConsoleToWide(std::string_view text)
+{
+    return MultiByteToWide(::GetConsoleCP(), text);
+}
+
+std::string WideToConsole(std::wstring_view text)
+{
+    if (text.empty() || text.size() > INT_MAX) {
+        return {};
+    }
+    const UINT codePage = ::GetConsoleCP();
+    const int length = static_cast<int>(text.size());
+    const int needed =
+        ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, text.data(), length, nullptr, 0, nullptr, nullptr);
+    if (needed <= 0) {
+        return {};
+    }
+    std::string result(static_cast<size_t>(needed), '\0');
+    ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, text.data(), length, result.data(), needed, nullptr, nullptr);
+    return result;
+}
+
+std::wstring AnsiToWide(std::string_view text)
+{
+    return MultiByteToWide(CP_ACP, text);
+}
+
+std::wstring Utf8ToWide(std::string_view text)
+{
+    return MultiByteToWide(CP_UTF8, text);
+}
+
+} // namespace Base

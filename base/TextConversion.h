@@ -1,0 +1,22 @@
+#pragma once
+
+// Conversions between UTF-16 and the narrow text the program uses internally.
+//
+// Both console conversions use the console's *input* code page (GetConsoleCP), in both
+// directions; narrow text typed at the console and narrow text printed back then agree.
+
+#include <string>
+#include <string_view>
+
+namespace Base {
+
+std::wstring ConsoleToWide(std::string_view text);
+std::string WideToConsole(std::wstring_view text);
+
+// The process (ANSI) code page, used for narrow paths.
+std::wstring AnsiToWide(std::string_view text);
+
+// UTF-8 to UTF-16; malformed sequences become U+FFFD as the system converts them.
+std::wstring Utf8ToWide(std::string_view text);
+
+} // namespace Base

@@ -1,0 +1,93 @@
+#include "base/TextUtilities.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace Base {
+
+namespace {
+
+bool IsSpace(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+} // namespace
+
+std::string TrimWhitespace(std::string_view text)
+{
+    size_t end = text.size();
+    while (end > 0 && (IsSpace(text[end - 1]) || text[end - 1] == '\0')) {
+        --end;
+    }
+    size_t begin = 0;
+    while (begin < end && IsSpace(text[begin])) {
+        ++begin;
+    }
+    return std::string(text.substr(begin, end - begin));
+}
+
+std::string StripQuotes(std::string_view text)
+{
+    const auto isQuoteOrSpace = [](char c) { return c == '"' || IsSpace(c); };
+    size_t begin = 0;
+    while (begin < text.size() && isQuoteOrSpace(text[begin])) {
+        ++begin;
+    }
+    size_t end = text.size();
+    while (end > begin && isQuoteOrSpace(text[end - 1])) {
+        --end;
+    }
+    return std::string(text.substr(begin, end - begin));
+}
+
+std::wstring EscapeNonPrintable(std::wstring_view text, bool keepNewlines)
+{
+    static constexpr wchar_t hexDigits[] = L"0123456789ABCDEF";
+    std::wstring result;
+    result.reserve(text.size());
+    for (const wchar_t c : text) {
+        const bool printable = c > 0 && c < 255 && std::isprint(static_cast<int>(c)) != 0;
+        if (printable || (keepNewlines && c == L'\n')) {
+            result.push_back(c);
+            continue;
+        }
+        const auto unit = static_cast<unsigned>(c);
+        result += L"\\u";
+        result.push_back(hexDigits[(unit >> 12) & 0xF]);
+        result.push_back(hexDigits[(unit >> 8) & 0xF]);
+        result.push_back(hexDigits[(unit >> 4) & 0xF]);
+        result.push_back(hexDigits[unit & 0xF]);
+    }
+    return result;
+}
+
+bool CharsEqualIgnoreCase(char left, char right)
+{
+    return left == right ||
+           std::toupper(static_cast<unsigned char>(left)) == std::toupper(static_cast<unsigned char>(right));
+}
+
+bool EqualsIgnoreCase(std::string_view left, std::string_view right)
+{
+    return left.size() == right.size() && std::equal(left.begin(), left.end(), right.begin(), CharsEqualIgnoreCase);
+}
+
+size_t FindIgnoreCase(std::string_view haystack, std::string_view needle)
+{
+    const auto found =
+        std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end(), CharsEqualIgnoreCase);
+    return found == haystack.end() && !needle.empty() ? std::string_view::npos
+                                                      : static_cast<size_t>(found - haystack.begin());
+}
+
+std::string ToLower(std::string_view text)
+{
+    std::string result(text);
+    for (char& c : result) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return result;
+}
+
+} // namespace Base

@@ -1,0 +1,52 @@
+# Shared by scripts/test and scripts/run: prerequisites, the Wine environment and the
+# build directory. Sourced, not run.
+
+KSDIAG_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+KSDIAG_BUILD_DIR=${KSDIAG_BUILD_DIR:-$KSDIAG_ROOT/build}
+export WINEPREFIX=${WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/ksdiag/wineprefix}
+export WINEDEBUG=${WINEDEBUG:--all}
+
+ksdiag_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64 googletest)
+
+# Installs whichever Debian packages of the list are missing.
+ksdiag_install_prerequisites() {
+    local missing=()
+    local package
+    for package in "${ksdiag_packages[@]}"; do
+        if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
+            missing+=("$package")
+        fi
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+
+    local sudo=()
+    [ "$(id -u)" -ne 0 ] && sudo=(sudo)
+    echo "Installing: ${missing[*]}" >&2
+    "${sudo[@]}" apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+ksdiag_configure() {
+    cmake -S "$KSDIAG_ROOT" -B "$KSDIAG_BUILD_DIR" -G Ninja \
+        -DCMAKE_TOOLCHAIN_FILE="$KSDIAG_ROOT/cmake/toolchain-mingw64.cmake" "$@" >&2
+}
+
+ksdiag_wineserver() {
+    if command -v wineserver >/dev/null 2>&1; then
+        wineserver "$@"
+    else
+        /usr/lib/wine/wineserver64 "$@"
+    fi
+}
+
+# One persistent wineserver for the whole run: without it every Windows process pays
+# Wine's start-up of about two seconds. Its output is detached so that it cannot hold
+# the caller's pipes open.
+ksdiag_start_wine() {
+    mkdir -p "$WINEPREFIX"
+    if [ ! -f "$WINEPREFIX/system.reg" ]; then
+        "$KSDIAG_ROOT/scripts/wine-run" wineboot --init >/dev/null 2>&1 || true
+    fi
+    ksdiag_wineserver -p </dev/null >/dev/null 2>&1 &
+    trap 'ksdiag_wineserver -k >/dev/null 2>&1 || true' EXIT
+}

@@ -1,0 +1,94 @@
+#include "trace/TraceFile.h"
+
+#include "base/FileOutputStream.h"
+#include "base/ProcessArguments.h"
+#include "base/TextConversion.h"
+#include "trace/ProcessName.h"
+
+#include <windows.h>
+
+#include <ctime>
+
+namespace Trace {
+
+namespace {
+
+Base::FileOutputStream& FileStream()
+{
+    static Base::FileOutputStream stream;
+    return stream;
+}
+
+std::string NonEmptyArgument(const char* name)
+{
+    Base::Argument argument;
+    if (Base::ProcessArguments::Get(name, argument) && !argument.value.empty()) {
+        return argument.value;
+    }
+    return {};
+}
+
+std::string FileNamePrefix()
+{
+    if (!Base::ProcessArguments::GetBool("trace-file-prefix")) {
+        return {};
+    }
+    const __time64_t now = _time64(nullptr);
+    std::tm utc{};
+    _gmtime64_s(&utc, &now);
+    char stamp[32] = {};
+    std::strftime(stamp, sizeof(stamp), "%Y%m%d_%H%M%S", &utc);
+    return std::string(stamp) + "_" + std::to_string(::GetCurrentProcessId()) + "_";
+}
+
+} // namespace
+
+std::string& DefaultTraceFileName()
+{
+    static std::string name;
+    return name;
+}
+
+std::filesystem::path ResolveTraceFilePath()
+{
+    for (const char* name : {"trace-file", "logging-file"}) {
+        const std::string path = NonEmptyArgument(name);
+        if (!path.empty()) {
+            return std::filesystem::path(Base::AnsiToWide(path));
+        }
+    }
+
+    const std::string baseName =
+        !DefaultTraceFileName().empty() ? DefaultTraceFileName() : ProcessNameNarrow() + ".log";
+
+    Base::Argument folderArgument;
+    const std::filesystem::path folder = Base::ProcessArguments::Get("trace-folder", folderArgument)
+                                             ? std::filesystem::path(Base::AnsiToWide(folderArgument.value))
+                                             : std::filesystem::temp_directory_path();
+    return folder / Base::AnsiToWide(FileNamePrefix() + baseName);
+}
+
+void OpenTraceFile()
+{
+    const std::filesystem::path path = ResolveTraceFilePath();
+    if (path.empty()) {
+        return;
+    }
+    Base::FileOutputStream& stream = FileStream();
+    if (stream.IsOpen()) {
+        stream.Close();
+    }
+    stream.Open(path.wstring());
+}
+
+std::ostream& TraceFileStream()
+{
+    return FileStream();
+}
+
+bool IsTraceFileOpen()
+{
+    return FileStream().IsOpen();
+}
+
+} // namespace Trace

@@ -1,0 +1,63 @@
+#include "trace/TraceSettings.h"
+
+#include "base/ProcessArguments.h"
+#include "trace/CrashHandler.h"
+#include "trace/EtwWriter.h"
+#include "trace/TraceFile.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+
+namespace Trace {
+
+namespace {
+
+TraceSettings settings;
+
+void Configure(uint32_t options)
+{
+    if ((options & SkipProviderRegistration) == 0) {
+        RegisterProvider();
+    }
+    if ((options & SkipCrashHandlers) == 0) {
+        InstallCrashHandlers();
+    }
+
+    TraceSettings configured;
+    configured.level = static_cast<int32_t>(Base::ProcessArguments::GetUInt("trace-level", 4));
+    if (Base::ProcessArguments::Has("trace-console")) {
+        configured.sinks |= SinkConsole;
+    }
+    // The file sink follows "trace-folder" alone: "trace-file" and "logging-file" only
+    // name the file once something else has asked for one.
+    if (!DefaultTraceFileName().empty() || Base::ProcessArguments::Has("trace-folder")) {
+        configured.sinks |= SinkFile;
+    }
+    settings = configured;
+}
+
+} // namespace
+
+const TraceSettings& Settings()
+{
+    return settings;
+}
+
+void EnsureConfigured(uint32_t options)
+{
+    static INIT_ONCE once = INIT_ONCE_STATIC_INIT;
+    BOOL pending = FALSE;
+    if (!::InitOnceBeginInitialize(&once, 0, &pending, nullptr)) {
+        std::abort();
+    }
+    if (!pending) {
+        return;
+    }
+    Configure(options);
+    if (!::InitOnceComplete(&once, 0, nullptr)) {
+        ::TerminateProcess(::GetCurrentProcess(), ::GetLastError());
+    }
+}
+
+} // namespace Trace
