@@ -1,0 +1,21 @@
+#pragma once
+
+// The VIEW and LIVE options, handed to ETW as the consumer's context so that the event
+// callback receives them with every record.
+
+#include <cstdint>
+
+namespace Viewer {
+
+struct ViewOptions {
+    uint32_t level = 4;      // highest ETW level shown (VIEW) or enabled (LIVE)
+    uint32_t callstack = 0;  // resolve and print call stacks / capture them (LIVE)
+    uint32_t winlogon = 0;   // show Winlogon subscriber events
+    uint32_t process = 0;    // Kernel-Process events of this pid; 0xFFFFFFFF every process
+    uint32_t threads = 0;    // also thread start and stop of that process
+    uint32_t images = 0;     // also image load and unload of that process
+    uint32_t frameLimit = 0; // frames printed per stack; 0 no limit
+    uint32_t symbols = 0;    // add SYMOPT_DEBUG to the symbol options
+};
+
+} // namespace Viewer
