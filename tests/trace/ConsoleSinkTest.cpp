@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(Smoke, ConsoleLine)
+TEST(ConsoleSink, ErrorLineGoesToStandardErrorWithFields)
 {
     const char* argv[] = {"prog", "/trace-console", "/trace-level:5"};
     Base::ProcessArguments::Populate(3, argv);
