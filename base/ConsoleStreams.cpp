@@ -1,6 +1,7 @@
 #include "base/ConsoleStreams.h"
 
 #include "base/TextConversion.h"
+#include "platform/ConsoleApi.h"
 
 #include <windows.h>
 
@@ -34,7 +35,7 @@ protected:
 private:
     static bool Write(const wchar_t* text, size_t count)
     {
-        const HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
+        const HANDLE output = Platform::Console().GetStdHandle(STD_OUTPUT_HANDLE);
         DWORD mode = 0;
         if (output != nullptr && output != INVALID_HANDLE_VALUE && ::GetConsoleMode(output, &mode)) {
             // Narrow text may still sit in the runtime's buffer; it was written first.

@@ -84,7 +84,9 @@ bool Bind(DelayLoadedMethod& binding, const std::wstring& path, const char* name
             binding.StoreError("Failed to load module");
             return false;
         }
-    } catch (const Exception& failure) {
+    } catch (const std::exception& failure) {
+        // Base::ExceptionWin32 in practice; anything else (a failing log sink) is stored
+        // the same way, because Bind reports through its result and never throws.
         binding.StoreError(failure.what());
         return false;
     }
@@ -95,7 +97,7 @@ bool Bind(DelayLoadedMethod& binding, const std::wstring& path, const char* name
             return false;
         }
         binding.method = method;
-    } catch (const Exception& failure) {
+    } catch (const std::exception& failure) {
         binding.StoreError(failure.what());
         return false;
     }

@@ -39,6 +39,16 @@ ExceptionWin32::ExceptionWin32(const ExceptionWin32& other)
 {
 }
 
+ExceptionWin32& ExceptionWin32::operator=(const ExceptionWin32& other)
+{
+    if (this != &other) {
+        Exception::operator=(Exception(other.what()));
+        text = other.text;
+        errorCode = other.errorCode;
+    }
+    return *this;
+}
+
 ExceptionWin32::~ExceptionWin32() = default;
 
 const char* ExceptionWin32::what() const noexcept

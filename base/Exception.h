@@ -29,17 +29,20 @@ private:
     std::string message;
 };
 
-// A failure with a Windows error code. what() is the caller's message (if any), " - ",
-// then Win32ErrorText(code); the code itself is kept for callers that act on it.
+// A failure with a Windows error code. what() is Win32ErrorText(code) for the code-only
+// form, and message + " - " + Win32ErrorText(code) for the other; the code itself is
+// kept for callers that act on it.
 class ExceptionWin32 : public Exception {
 public:
     explicit ExceptionWin32(uint32_t code);
+    // A null message counts as an empty one (the text then starts with " - ").
     ExceptionWin32(const char* message, uint32_t code);
 
     // A copy keeps text and code, and its base message becomes the source's full text,
-    // so that a copy sliced to Base::Exception still says everything.
+    // so that a copy sliced to Base::Exception still says everything. Assignment does
+    // the same, so a copy never depends on how it was made.
     ExceptionWin32(const ExceptionWin32& other);
-    ExceptionWin32& operator=(const ExceptionWin32&) = default;
+    ExceptionWin32& operator=(const ExceptionWin32& other);
     ~ExceptionWin32() override;
 
     const char* what() const noexcept override;

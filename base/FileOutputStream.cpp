@@ -1,5 +1,7 @@
 #include "base/FileOutputStream.h"
 
+#include "platform/FileApi.h"
+
 #include <windows.h>
 
 namespace Base {
@@ -13,8 +15,8 @@ constexpr size_t flushThreshold = 4096;
 bool FileOutputStream::Buffer::Open(const std::wstring& path)
 {
     Close();
-    file.Reset(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                             FILE_ATTRIBUTE_NORMAL, nullptr));
+    file.Reset(Platform::File().CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                            CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     return file.IsValid();
 }
 
@@ -64,10 +66,24 @@ bool FileOutputStream::Buffer::Flush()
     if (!IsOpen()) {
         return false;
     }
-    DWORD written = 0;
-    const BOOL ok = ::WriteFile(file.Get(), pending.data(), static_cast<DWORD>(pending.size()), &written, nullptr);
+    // WriteFile may take less than it was given (a full disk, a pipe); the rest is
+    // offered again until nothing is left or a call makes no progress. What cannot be
+    // written is dropped, so one bad write does not grow the buffer without bound.
+    const char* next = pending.data();
+    size_t left = pending.size();
+    bool ok = true;
+    while (left > 0) {
+        const DWORD chunk = left > MAXDWORD ? MAXDWORD : static_cast<DWORD>(left);
+        DWORD written = 0;
+        if (!Platform::File().WriteFile(file.Get(), next, chunk, &written, nullptr) || written == 0) {
+            ok = false;
+            break;
+        }
+        next += written;
+        left -= written;
+    }
     pending.clear();
-    return ok != FALSE;
+    return ok;
 }
 
 FileOutputStream::FileOutputStream() : std::ostream(&buffer)

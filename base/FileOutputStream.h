@@ -2,6 +2,9 @@
 
 // An output stream on a file that other processes may read and write while it is open
 // (deny-none sharing), so that a trace file can be tailed while the program runs.
+// Output is held in memory until 4096 bytes are pending, flush() is called, or the
+// stream is closed; a write the file refuses drops the pending bytes and sets badbit
+// (from a write) or failbit (from Close).
 
 #include "base/UniqueHandle.h"
 
@@ -21,6 +24,7 @@ public:
     // Creates or truncates the file. On failure the stream is left closed with its
     // fail state set (which throws if the exception mask asks for it).
     void Open(const std::wstring& path);
+    // Writes what is pending and closes the file; harmless when nothing is open.
     void Close();
     bool IsOpen() const noexcept { return buffer.IsOpen(); }
 

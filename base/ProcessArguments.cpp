@@ -180,20 +180,25 @@ void ProcessArguments::Populate(int count, const char* const* vector)
 
 void ProcessArguments::LogArguments()
 {
-    using Trace::Field;
     for (const Argument& entry : TheStore().entries) {
-        const bool commandLine = (entry.flags & SourceCommandLine) != 0;
-        if ((entry.flags & KindNamed) != 0) {
-            argumentsLog->Verbose("Found named arg", Field{"commandLine", commandLine}, Field{"full", entry.full},
-                                  Field{"name", entry.name}, Field{"value", entry.value});
-        } else if ((entry.flags & KindFlag) != 0) {
-            argumentsLog->Verbose("Found flag", Field{"commandLine", commandLine}, Field{"full", entry.full},
-                                  Field{"name", entry.name});
-        } else if ((entry.flags & KindField) != 0) {
-            argumentsLog->Verbose("Found field", Field{"commandLine", commandLine}, Field{"full", entry.full});
-        } else {
-            argumentsLog->Verbose("Found argument", Field{"flags", entry.flags}, Field{"full", entry.full});
-        }
+        LogArgument(entry);
+    }
+}
+
+void ProcessArguments::LogArgument(const Argument& entry)
+{
+    using Trace::Field;
+    const bool commandLine = (entry.flags & SourceCommandLine) != 0;
+    if ((entry.flags & KindNamed) != 0) {
+        argumentsLog->Verbose("Found named arg", Field{"commandLine", commandLine}, Field{"full", entry.full},
+                              Field{"name", entry.name}, Field{"value", entry.value});
+    } else if ((entry.flags & KindFlag) != 0) {
+        argumentsLog->Verbose("Found flag", Field{"commandLine", commandLine}, Field{"full", entry.full},
+                              Field{"name", entry.name});
+    } else if ((entry.flags & KindField) != 0) {
+        argumentsLog->Verbose("Found field", Field{"commandLine", commandLine}, Field{"full", entry.full});
+    } else {
+        argumentsLog->Verbose("Found argument", Field{"flags", entry.flags}, Field{"full", entry.full});
     }
 }
 

@@ -28,6 +28,8 @@ struct Argument {
     std::string full;  // the token, the NAME=VALUE string, or the registry key path
     std::string name;  // as written, not normalised
     std::string value; // empty for flags and fields
+
+    bool operator==(const Argument&) const = default;
 };
 
 class ProcessArguments {
@@ -40,6 +42,9 @@ public:
 
     // One VERBOSE message per entry, in store order, in category "arguments".
     static void LogArguments();
+    // The message of one entry, chosen by its kind bit ("Found argument" for an entry
+    // without one, which only a caller-built entry can be).
+    static void LogArgument(const Argument& entry);
 
     static bool Has(std::string_view name);
     // Copies the entry out; the output is untouched when the name is absent.

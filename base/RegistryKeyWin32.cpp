@@ -233,10 +233,10 @@ std::vector<std::wstring> RegistryKeyWin32::EnumerateValueNames()
         LSTATUS status = Platform::Registry().RegEnumValueW(handle, index, buffer.data(), &length, nullptr, nullptr,
                                                             nullptr, nullptr);
         while (status == ERROR_MORE_DATA) {
-            // The length the system reports for a name that did not fit is not always
-            // the name's own; grow until the name and its terminator fit.
-            const size_t grown = std::max<size_t>(static_cast<size_t>(length) + 1, buffer.size() * 2);
-            buffer.assign(grown, L'\0');
+            // Room for the reported length and a terminator. Where the system leaves the
+            // length at the capacity it was given instead of the name's own, this still
+            // gets there, one character per round; the capacity stays for later names.
+            buffer.assign(static_cast<size_t>(length) + 1, L'\0');
             length = static_cast<DWORD>(buffer.size());
             status = Platform::Registry().RegEnumValueW(handle, index, buffer.data(), &length, nullptr, nullptr,
                                                         nullptr, nullptr);

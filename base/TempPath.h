@@ -4,8 +4,9 @@
 
 namespace Base {
 
-// The user's temporary directory, ending in a backslash (GetTempPathW). On failure logs
-// "Failed to determine temp path" in category "path" and throws Base::ExceptionWin32.
+// The user's temporary directory, ending in a backslash (GetTempPathW), of any length.
+// On failure logs "Failed to determine temp path" (ERROR, category "path", field
+// errorCode) and throws Base::ExceptionWin32 with the code GetLastError gave.
 std::wstring TempPath();
 
 } // namespace Base

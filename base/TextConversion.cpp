@@ -42,13 +42,20 @@ std::string WideToConsole(std::wstring_view text)
     }
     const UINT codePage = ::GetConsoleCP();
     const int length = static_cast<int>(text.size());
-    const int needed =
-        ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, text.data(), length, nullptr, 0, nullptr, nullptr);
+    // UTF-8, UTF-7 and a few other code pages refuse WC_NO_BEST_FIT_CHARS with
+    // ERROR_INVALID_FLAGS; they have no best-fit mapping to avoid, so they convert
+    // without it rather than to nothing.
+    DWORD flags = WC_NO_BEST_FIT_CHARS;
+    int needed = ::WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+    if (needed <= 0 && ::GetLastError() == ERROR_INVALID_FLAGS) {
+        flags = 0;
+        needed = ::WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+    }
     if (needed <= 0) {
         return {};
     }
     std::string result(static_cast<size_t>(needed), '\0');
-    ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, text.data(), length, result.data(), needed, nullptr, nullptr);
+    ::WideCharToMultiByte(codePage, flags, text.data(), length, result.data(), needed, nullptr, nullptr);
     return result;
 }
 

@@ -4,6 +4,13 @@
 //
 // Both console conversions use the console's *input* code page (GetConsoleCP), in both
 // directions; narrow text typed at the console and narrow text printed back then agree.
+// Without a console GetConsoleCP answers 0, which the system reads as the ANSI code page.
+//
+// None of them reports a failure: text the system refuses to convert gives an empty
+// result. ConsoleToWide and the other narrow-to-wide forms end at an embedded NUL, as a
+// C string would; WideToConsole converts every unit it is given. WideToConsole never
+// substitutes a look-alike (no best fit): a character the code page lacks becomes the
+// code page's default character, usually '?'.
 
 #include <string>
 #include <string_view>

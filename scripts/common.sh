@@ -39,14 +39,26 @@ ksdiag_wineserver() {
     fi
 }
 
-# One persistent wineserver for the whole run: without it every Windows process pays
-# Wine's start-up of about two seconds. Its output is detached so that it cannot hold
-# the caller's pipes open.
-ksdiag_start_wine() {
+# Creates the Wine prefix on first use.
+ksdiag_init_wine_prefix() {
     mkdir -p "$WINEPREFIX"
     if [ ! -f "$WINEPREFIX/system.reg" ]; then
         "$KSDIAG_ROOT/scripts/wine-run" wineboot --init >/dev/null 2>&1 || true
     fi
-    ksdiag_wineserver -p </dev/null >/dev/null 2>&1 &
+    # No just-in-time debugger, as on a Windows build machine: a process that dies of an
+    # unhandled exception ends at once with the exception code as its exit code, instead
+    # of waiting for winedbg to print a backtrace.
+    "$KSDIAG_ROOT/scripts/wine-run" reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' \
+        /v Debugger /t REG_SZ /d 'no-debugger-configured %ld %ld' /f </dev/null >/dev/null 2>&1 || true
+}
+
+# One persistent wineserver for the whole run: without it every Windows process pays
+# Wine's start-up of about two seconds. Wine's own services (winedevice, explorer) start
+# with the first program and keep its standard handles open, so the prefix set-up starts
+# them here, detached, before any build step or test whose output a pipe collects.
+ksdiag_start_wine() {
+    mkdir -p "$WINEPREFIX"
+    ksdiag_wineserver -p </dev/null >/dev/null 2>&1 || true  # 2: one already runs
+    ksdiag_init_wine_prefix
     trap 'ksdiag_wineserver -k >/dev/null 2>&1 || true' EXIT
 }

@@ -1,7 +1,9 @@
 #pragma once
 
-// The log session commands. Each returns a Win32 error code, 0 for success, and writes
-// its report as wide text to standard output.
+// The log session commands. Each returns a Win32 error code, 0 for success, writes its
+// report as wide text to standard output, and traces its progress through the
+// DebugTrace family, beginning with an ENTER line and ending with an EXIT line that
+// carries the result.
 
 #include "session/StartOptions.h"
 
@@ -10,18 +12,24 @@
 
 namespace Session {
 
-// Starts "Kestrova Diagnostics Log" with its providers and the auto-logger; 183 when a
-// session of that name already runs.
+// Starts "Kestrova Diagnostics Log" with its providers and the auto-logger, then prints
+// the status; 183 when a session of that name already runs (its status is printed and
+// nothing changes); 206 (ERROR_FILENAME_EXCED_RANGE), before any platform call, for a
+// file path longer than the 259 characters the session can hold; otherwise the error of
+// StartTraceW or of enabling the product's provider (the new session is then stopped).
 uint32_t StartLog(const StartOptions& options);
 
-// Prints the status, removes the auto-logger and stops the session.
+// Prints the status, removes the auto-logger and stops the session; the error of the
+// query (no session) or of the stop.
 uint32_t StopLog();
 
 // Prints the session's details and whether reboot logging is in force; 0 also when no
-// session runs.
+// session runs, a registry error when the auto-logger keys cannot be read, 1287 when
+// the auto-logger reports a failure.
 uint32_t ReportStatus();
 
-// %PROGRAMDATA%\Kestrova\Diagnostics\Logs\Kestrova-Log-%COMPUTERNAME%.etl, expanded.
+// %PROGRAMDATA%\Kestrova\Diagnostics\Logs\Kestrova-Log-%COMPUTERNAME%.etl, expanded. An
+// expansion longer than a path is returned whole, for StartLog to refuse.
 std::wstring DefaultLogFilePath();
 
 } // namespace Session

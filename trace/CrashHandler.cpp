@@ -7,7 +7,6 @@
 #include <psapi.h>
 
 #include <csignal>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -17,10 +16,13 @@ namespace {
 
 Category crashLog("crash_handler");
 
-using Trace::Field;
-
 constexpr wchar_t dbghelpPath[] = L"dbghelp.dll";
 
+// Module names of up to 1040 characters: long paths, as the loader may report them.
+constexpr DWORD moduleNameLength = 1040;
+
+// The symbol handler, bound at run time: a process may crash on a machine whose
+// dbghelp.dll lacks a function, and the crash handler must then still say so.
 struct DbgHelp {
     Base::DelayLoaded<decltype(&::SymSetOptions)> SymSetOptions;
     Base::DelayLoaded<decltype(&::SymInitialize)> SymInitialize;
@@ -49,74 +51,130 @@ DbgHelp& Bindings()
     return bindings;
 }
 
-// SYMBOL_INFO with room for a 255-character name behind it.
+// SYMBOL_INFO with room for a 255-character name behind it (its own Name[1] keeps the
+// terminator's place).
 struct SymbolRecord {
     SYMBOL_INFO info;
     char name[255];
 };
 
-struct FrameModule {
-    HMODULE handle = nullptr;
-    std::wstring name;
+// What every frame line carries, so that a frame without symbols can still be resolved
+// by hand from the closing hint.
+struct FrameLocation {
+    uint32_t frame = 0;
+    std::wstring moduleName; // empty when no module holds the address
+    Hex<HMODULE> moduleHandle{nullptr};
+    Hex<DWORD64> frameAddress{0};
 };
 
-FrameModule ModuleOf(DWORD64 address)
+// What the symbol handler knows about one address.
+struct FrameSymbols {
+    bool symbolFound = false;
+    std::string name;
+    bool lineFound = false;
+    std::string fileName; // empty when the line record names no file
+    uint32_t lineNumber = 0;
+    uint32_t lineDisplacement = 0;
+};
+
+FrameLocation Locate(uint32_t frame, DWORD64 address)
 {
-    FrameModule module;
-    if (::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                             reinterpret_cast<LPCWSTR>(static_cast<uintptr_t>(address)), &module.handle)) {
-        wchar_t name[1040] = {};
-        ::K32GetModuleFileNameExW(::GetCurrentProcess(), module.handle, name, 1040);
-        module.name = name;
+    FrameLocation location;
+    location.frame = frame;
+    location.frameAddress.value = address;
+    // From-address lookup that leaves the module's reference count alone: the crashing
+    // process is not going to unload anything.
+    const DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    HMODULE module = nullptr;
+    if (::GetModuleHandleExW(flags, reinterpret_cast<LPCWSTR>(static_cast<uintptr_t>(address)), &module)) {
+        wchar_t name[moduleNameLength] = {};
+        ::K32GetModuleFileNameExW(::GetCurrentProcess(), module, name, moduleNameLength);
+        location.moduleHandle.value = module;
+        location.moduleName = name;
     }
-    return module;
+    return location;
 }
 
-void LogFrame(DbgHelp& dbghelp, bool symbols, HANDLE process, uint32_t frame, DWORD64 address)
+FrameSymbols LookUp(const DbgHelp& dbghelp, HANDLE process, DWORD64 address)
 {
-    const FrameModule module = ModuleOf(address);
-    const Hex moduleHandle{module.handle};
-    const Hex frameAddress{address};
-    if (!symbols) {
-        crashLog->Error("Stack frame", Field{"frame", frame}, Field{"moduleName", module.name},
-                        Field{"moduleHandle", moduleHandle}, Field{"frameAddress", frameAddress});
-        return;
-    }
+    FrameSymbols symbols;
 
     SymbolRecord symbol{};
     symbol.info.SizeOfStruct = sizeof(SYMBOL_INFO);
     symbol.info.MaxNameLen = sizeof(symbol.name);
     DWORD64 symbolDisplacement = 0;
-    const bool symbolFound = dbghelp.SymFromAddr(process, address, &symbolDisplacement, &symbol.info) != FALSE;
+    if (dbghelp.SymFromAddr(process, address, &symbolDisplacement, &symbol.info)) {
+        symbols.symbolFound = true;
+        symbols.name = symbol.info.Name;
+    }
 
     IMAGEHLP_LINE64 line{};
     line.SizeOfStruct = sizeof(IMAGEHLP_LINE64);
     DWORD lineDisplacement = 0;
-    const bool lineFound = dbghelp.SymGetLineFromAddr64(process, address, &lineDisplacement, &line) != FALSE;
-
-    const char* fileName = lineFound && line.FileName != nullptr ? line.FileName : "";
-    const std::string symbolName = symbolFound ? std::string(symbol.info.Name) : std::string();
-    const uint32_t lineNumber = line.LineNumber;
-    const uint64_t symbolOffset = lineDisplacement;
-
-    if (symbolFound && lineFound) {
-        crashLog->Error("Stack frame", Field{"frame", frame}, Field{"moduleName", module.name},
-                        Field{"moduleHandle", moduleHandle}, Field{"frameAddress", frameAddress},
-                        Field{"Name", symbolName}, Field{"fileName", std::string(fileName)},
-                        Field{"LineNumber", lineNumber});
-    } else if (symbolFound) {
-        crashLog->Error("Stack frame", Field{"frame", frame}, Field{"moduleName", module.name},
-                        Field{"moduleHandle", moduleHandle}, Field{"frameAddress", frameAddress},
-                        Field{"Name", symbolName});
-    } else if (lineFound) {
-        crashLog->Error("Stack frame", Field{"frame", frame}, Field{"moduleName", module.name},
-                        Field{"moduleHandle", moduleHandle}, Field{"frameAddress", frameAddress},
-                        Field{"fileName", std::string(fileName)}, Field{"LineNumber", lineNumber},
-                        Field{"symbolOffset", symbolOffset});
-    } else {
-        crashLog->Error("Stack frame", Field{"frame", frame}, Field{"moduleName", module.name},
-                        Field{"moduleHandle", moduleHandle}, Field{"frameAddress", frameAddress});
+    if (dbghelp.SymGetLineFromAddr64(process, address, &lineDisplacement, &line)) {
+        symbols.lineFound = true;
+        symbols.fileName = line.FileName != nullptr ? line.FileName : "";
+        symbols.lineNumber = line.LineNumber;
+        symbols.lineDisplacement = lineDisplacement;
     }
+    return symbols;
+}
+
+template <typename... Extra> void LogStackFrame(const FrameLocation& location, const Field<Extra>&... extra)
+{
+    crashLog->Error("Stack frame", Field{"frame", location.frame}, Field{"moduleName", location.moduleName},
+                    Field{"moduleHandle", location.moduleHandle}, Field{"frameAddress", location.frameAddress},
+                    extra...);
+}
+
+void LogStackFrame(const FrameLocation& location, const FrameSymbols& symbols)
+{
+    if (symbols.symbolFound && symbols.lineFound) {
+        LogStackFrame(location, Field{"Name", symbols.name}, Field{"fileName", symbols.fileName},
+                      Field{"LineNumber", symbols.lineNumber});
+    } else if (symbols.symbolFound) {
+        LogStackFrame(location, Field{"Name", symbols.name});
+    } else if (symbols.lineFound) {
+        // Without a symbol the line's displacement is the only offset there is.
+        LogStackFrame(location, Field{"fileName", symbols.fileName}, Field{"LineNumber", symbols.lineNumber},
+                      Field{"symbolOffset", symbols.lineDisplacement});
+    } else {
+        LogStackFrame(location);
+    }
+}
+
+// The walk starts at the faulting instruction, with the frame and stack pointers of the
+// exception's context, all as flat 64-bit addresses.
+STACKFRAME64 FirstFrame(const CONTEXT& context)
+{
+    STACKFRAME64 frame{};
+    frame.AddrPC.Offset = context.Rip;
+    frame.AddrPC.Mode = AddrModeFlat;
+    frame.AddrFrame.Offset = context.Rbp;
+    frame.AddrFrame.Mode = AddrModeFlat;
+    frame.AddrStack.Offset = context.Rsp;
+    frame.AddrStack.Mode = AddrModeFlat;
+    return frame;
+}
+
+bool InitialiseSymbols(const DbgHelp& dbghelp, HANDLE process)
+{
+    dbghelp.SymSetOptions(SYMOPT_UNDNAME | SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES);
+    // Invading the process loads the symbols of every module already mapped, which is
+    // all of them by the time anything crashes.
+    if (!dbghelp.SymInitialize(process, nullptr, TRUE)) {
+        const uint32_t errorCode = ::GetLastError();
+        crashLog->Error("Failed to initialise symbols", Field{"errorCode", errorCode});
+        return false;
+    }
+    return true;
+}
+
+BOOL CALLBACK InstallOnce(PINIT_ONCE, PVOID, PVOID*)
+{
+    std::signal(SIGABRT, OnAbortSignal);
+    ::SetUnhandledExceptionFilter(OnUnhandledException);
+    return TRUE;
 }
 
 } // namespace
@@ -124,27 +182,27 @@ void LogFrame(DbgHelp& dbghelp, bool symbols, HANDLE process, uint32_t frame, DW
 void InstallCrashHandlers()
 {
     static INIT_ONCE once = INIT_ONCE_STATIC_INIT;
-    ::InitOnceExecuteOnce(
-        &once,
-        [](PINIT_ONCE, PVOID, PVOID*) -> BOOL {
-            std::signal(SIGABRT, OnAbortSignal);
-            ::SetUnhandledExceptionFilter(OnUnhandledException);
-            return TRUE;
-        },
-        nullptr, nullptr);
+    ::InitOnceExecuteOnce(&once, InstallOnce, nullptr, nullptr);
 }
 
 void OnAbortSignal(int signum)
 {
     crashLog->Error("Abort handler called", Field{"signum", signum});
+    // Never return into abort(): nothing catches an int, so the process ends through
+    // the runtime's handling of an uncaught exception.
     throw 0;
 }
 
 LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* exception)
 {
-    const uint32_t exceptionCode = exception->ExceptionRecord->ExceptionCode;
-    crashLog->Error("Unhandled exception handler called", Field{"ExceptionCode", exceptionCode});
-    DumpStack(exception);
+    try {
+        const uint32_t exceptionCode = exception->ExceptionRecord->ExceptionCode;
+        crashLog->Error("Unhandled exception handler called", Field{"ExceptionCode", exceptionCode});
+        DumpStack(exception);
+    } catch (...) {
+        // The system's crash processing must still run; a trace sink that fails now
+        // (no trace file, a broken stream) only costs the remaining lines.
+    }
     return EXCEPTION_CONTINUE_SEARCH;
 }
 
@@ -158,26 +216,14 @@ void DumpStack(EXCEPTION_POINTERS* exception)
         crashLog->Error("Failed to load dbghelp.dll to analyse stack trace");
         return;
     }
-
-    dbghelp.SymSetOptions(SYMOPT_UNDNAME | SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES);
-    bool symbols = true;
-    if (!dbghelp.SymInitialize(process, nullptr, TRUE)) {
-        const uint32_t errorCode = ::GetLastError();
-        crashLog->Error("Failed to initialise symbols", Field{"errorCode", errorCode});
-        symbols = false;
-    }
+    const bool symbols = InitialiseSymbols(dbghelp, process);
 
     CONTEXT context = *exception->ContextRecord; // the walk rewrites it
-    STACKFRAME64 frame{};
-    frame.AddrPC.Offset = context.Rip;
-    frame.AddrPC.Mode = AddrModeFlat;
-    frame.AddrFrame.Offset = context.Rbp;
-    frame.AddrFrame.Mode = AddrModeFlat;
-    frame.AddrStack.Offset = context.Rsp;
-    frame.AddrStack.Mode = AddrModeFlat;
-
+    STACKFRAME64 frame = FirstFrame(context);
     const auto functionTableAccess = dbghelp.SymFunctionTableAccess64.Binding().Get<PFUNCTION_TABLE_ACCESS_ROUTINE64>();
     const auto moduleBase = dbghelp.SymGetModuleBase64.Binding().Get<PGET_MODULE_BASE_ROUTINE64>();
+    // No frame limit: a crash report that stops early hides the caller that mattered,
+    // and the walk ends by itself at the thread's first frame.
     for (uint32_t number = 0;; ++number) {
         if (!dbghelp.StackWalk64(IMAGE_FILE_MACHINE_AMD64, process, thread, &frame, &context, nullptr,
                                  functionTableAccess, moduleBase, nullptr)) {
@@ -185,7 +231,12 @@ void DumpStack(EXCEPTION_POINTERS* exception)
                             "\"base moduleHandle\" and \"addr frameAddress\".");
             return;
         }
-        LogFrame(dbghelp, symbols, process, number, frame.AddrPC.Offset);
+        const FrameLocation location = Locate(number, frame.AddrPC.Offset);
+        if (symbols) {
+            LogStackFrame(location, LookUp(dbghelp, process, frame.AddrPC.Offset));
+        } else {
+            LogStackFrame(location);
+        }
     }
 }
 

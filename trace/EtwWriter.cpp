@@ -26,7 +26,6 @@ struct ProviderContext {
     std::atomic<ULONGLONG> matchAnyKeyword{0};
     std::atomic<ULONGLONG> matchAllKeyword{0};
     std::atomic<uint32_t> enableBits{0};
-    const void* traits = nullptr; // no provider-traits blob in this system
 };
 
 ProviderContext& Context()
@@ -88,6 +87,27 @@ const EVENT_DESCRIPTOR EventDescriptors[EventBitCount] = {
 };
 // clang-format on
 
+namespace {
+
+uint32_t PassingFamilies(UCHAR level, ULONGLONG any, ULONGLONG all)
+{
+    uint32_t bits = 0;
+    for (uint32_t bit = 0; bit < EventBitCount; ++bit) {
+        if (EventPassesFilter(EventDescriptors[bit], level, any, all)) {
+            bits |= 1u << bit;
+        }
+    }
+    return bits;
+}
+
+} // namespace
+
+ProviderEnableState EnableState()
+{
+    const ProviderContext& context = Context();
+    return ProviderEnableState{context.enabled, context.level, context.matchAnyKeyword, context.matchAllKeyword};
+}
+
 uint32_t ProviderEnableBits()
 {
     return Context().enableBits.load(std::memory_order_relaxed);
@@ -125,7 +145,7 @@ ULONG RegisterProvider()
 }
 
 void NTAPI ProviderEnableCallback(LPCGUID, ULONG controlCode, UCHAR level, ULONGLONG matchAnyKeyword,
-                                  ULONGLONG matchAllKeyword, PEVENT_FILTER_DESCRIPTOR, PVOID callbackContext)
+                                  ULONGLONG matchAllKeyword, PEVENT_FILTER_DESCRIPTOR, PVOID callbackContext) noexcept
 {
     auto* context = static_cast<ProviderContext*>(callbackContext);
     if (context == nullptr) {
@@ -139,28 +159,26 @@ void NTAPI ProviderEnableCallback(LPCGUID, ULONG controlCode, UCHAR level, ULONG
         context->matchAllKeyword = 0;
         context->enableBits = 0;
         break;
-    case EVENT_CONTROL_CODE_ENABLE_PROVIDER: {
+    case EVENT_CONTROL_CODE_ENABLE_PROVIDER:
         context->enabled = true;
         context->level = level;
         context->matchAnyKeyword = matchAnyKeyword;
         context->matchAllKeyword = matchAllKeyword;
-        uint32_t bits = 0;
-        for (uint32_t bit = 0; bit < EventBitCount; ++bit) {
-            if (EventPassesFilter(EventDescriptors[bit], level, matchAnyKeyword, matchAllKeyword)) {
-                bits |= 1u << bit;
-            }
-        }
-        context->enableBits = bits;
+        context->enableBits = PassingFamilies(level, matchAnyKeyword, matchAllKeyword);
         break;
-    }
+    case EVENT_CONTROL_CODE_CAPTURE_STATE:
     default:
-        // A capture-state request: the provider keeps no state worth logging.
+        // A session asks for the provider's state (a rundown). There is none to write:
+        // every event is a trace message of its moment. The request brings no new
+        // filter either, so the families stay as the last enable set them.
         break;
     }
 }
 
 ULONG WriteEvent(const EVENT_DESCRIPTOR& descriptor, ULONG count, EVENT_DATA_DESCRIPTOR* data)
 {
+    // Descriptor 0 is where a provider-traits blob would go (type 2, provider metadata).
+    // The manifest names this provider, so there is no blob and the slot stays empty.
     data[0] = Describe(nullptr, 0);
     return Platform::Etw().EventWriteTransfer(Context().registration, &descriptor, nullptr, nullptr, count, data);
 }
@@ -173,6 +191,8 @@ void WriteOperationalEvent(LogLevel level, const std::string& category, std::str
         return;
     }
     const std::string& processName = ProcessNameNarrow();
+    // The message is a view of a literal and need not end in a terminator; the event's
+    // string field must, so it is the one text copied here.
     const std::string messageText(message);
     static const char emptyStack[] = "";
 

@@ -4,11 +4,11 @@
 //
 //   integers            decimal
 //   bool                true / false
-//   pointers, Hex{}     hexadecimal with a 0x prefix
+//   pointers, Hex{}     hexadecimal with a 0x prefix; zero prints as 0
 //   std::string(_view)  "text"
 //   std::wstring(_view) "text", escaped and converted to the console code page
-//   const char*         "text" cut at trace-stringptr-maxlen (64), or null
-//   const wchar_t*      the same for wide text
+//   const char*, char[] "text" cut at trace-stringptr-maxlen (64), or null
+//   const wchar_t*, []  the same for wide text
 //   std::exception      "what()"
 
 #include <cstdint>
@@ -56,6 +56,8 @@ template <typename T> struct IsHex<Hex<T>> : std::true_type {
 
 template <typename T> void RenderValue(std::ostream& out, const T& value)
 {
+    // Character arrays (literals, fixed buffers) decay here and are rendered as the raw
+    // pointers they become: bounded, so that an unterminated buffer is never overrun.
     using V = std::decay_t<T>;
     if constexpr (std::is_same_v<V, bool>) {
         out << (value ? "true" : "false");
@@ -63,10 +65,6 @@ template <typename T> void RenderValue(std::ostream& out, const T& value)
         RenderStringPointer(out, value);
     } else if constexpr (std::is_same_v<V, const wchar_t*> || std::is_same_v<V, wchar_t*>) {
         RenderStringPointer(out, value);
-    } else if constexpr (std::is_array_v<T> && std::is_same_v<std::remove_cv_t<std::remove_extent_t<T>>, char>) {
-        RenderQuoted(out, std::string_view(value));
-    } else if constexpr (std::is_array_v<T> && std::is_same_v<std::remove_cv_t<std::remove_extent_t<T>>, wchar_t>) {
-        RenderQuotedWide(out, std::wstring_view(value));
     } else if constexpr (std::is_convertible_v<const T&, std::string_view>) {
         RenderQuoted(out, value);
     } else if constexpr (std::is_convertible_v<const T&, std::wstring_view>) {

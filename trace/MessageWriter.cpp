@@ -1,6 +1,8 @@
 #include "trace/MessageWriter.h"
 
 #include "trace/EtwWriter.h"
+#include "trace/StreamFailure.h"
+#include "trace/ThreadStreams.h"
 #include "trace/TraceFile.h"
 #include "trace/TraceSettings.h"
 
@@ -9,22 +11,10 @@
 #include <ctime>
 #include <iomanip>
 #include <iostream>
-#include <sstream>
 
 namespace Trace {
 
 namespace {
-
-struct ThreadStreams {
-    std::ostringstream prefix;
-    std::ostringstream fields;
-};
-
-ThreadStreams& Streams()
-{
-    thread_local ThreadStreams streams;
-    return streams;
-}
 
 bool PassesThreshold(LogLevel level)
 {
@@ -48,16 +38,19 @@ void WriteTimestamp(std::ostream& out)
     out << text << std::setw(3) << std::setfill('0') << milliseconds << std::setfill(' ') << 'Z';
 }
 
-void WriteLine(std::ostream& out, const std::string& prefix, std::string_view message, const std::string& fields)
+// The whole line goes out in one write, so that a stream whose buffer serialises its
+// writes (the C runtime's console streams do) keeps lines of concurrent threads whole.
+void WriteLine(std::ostream& out, const std::string& line)
 {
-    out << prefix << message << fields << std::endl;
+    out.write(line.data(), static_cast<std::streamsize>(line.size()));
+    out.flush();
 }
 
 } // namespace
 
 std::ostream& FieldStream()
 {
-    return Streams().fields;
+    return CurrentThreadStreams().fields;
 }
 
 void BuildLinePrefix(LogLevel level, const std::string& category)
@@ -65,7 +58,7 @@ void BuildLinePrefix(LogLevel level, const std::string& category)
     if (!PassesThreshold(level)) {
         return;
     }
-    std::ostream& out = Streams().prefix;
+    std::ostream& out = CurrentThreadStreams().prefix;
     WriteTimestamp(out);
     const auto& names = LevelNames();
     const auto name = names.find(static_cast<int32_t>(level));
@@ -75,7 +68,7 @@ void BuildLinePrefix(LogLevel level, const std::string& category)
 
 void WriteMessage(LogLevel level, const std::string& category, std::string_view message)
 {
-    ThreadStreams& streams = Streams();
+    ThreadStreams& streams = CurrentThreadStreams();
     const bool failed = streams.prefix.bad() || streams.fields.bad();
     const std::string prefix = streams.prefix.str();
     const std::string fields = streams.fields.str();
@@ -86,19 +79,21 @@ void WriteMessage(LogLevel level, const std::string& category, std::string_view 
     streams.prefix.clear();
     streams.fields.clear();
     if (failed) {
-        throw std::ios_base::failure("ios_base::badbit set");
+        throw StreamFailure(StreamFailureText(std::ios_base::badbit));
     }
 
     if (PassesThreshold(level)) {
+        std::string line = prefix;
+        line.append(message).append(fields).push_back('\n');
         if ((Settings().sinks & SinkConsole) != 0) {
-            WriteLine(level <= LogLevel::Error ? std::cerr : std::cout, prefix, message, fields);
+            WriteLine(level <= LogLevel::Error ? std::cerr : std::cout, line);
         }
         if ((Settings().sinks & SinkFile) != 0) {
             std::ostream& file = TraceFileStream();
             if (!IsTraceFileOpen() || file.bad()) {
                 OpenTraceFile();
             }
-            WriteLine(file, prefix, message, fields);
+            WriteLine(file, line);
         }
     }
     WriteOperationalEvent(level, category, message, fields);

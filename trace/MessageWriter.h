@@ -19,8 +19,10 @@ void BuildLinePrefix(LogLevel level, const std::string& category);
 
 // Writes prefix, message and field text to the console (standard error for FATAL and
 // ERROR, standard output otherwise) and the trace file when the threshold allows, then
-// the ETW event when a session listens, and clears the thread's streams.
-// Throws std::ios_base::failure "ios_base::badbit set" if the thread's streams failed.
+// the ETW event when a session listens. The thread's streams are empty afterwards,
+// whatever happened. Throws std::ios_base::failure "ios_base::badbit set" if the
+// thread's streams failed (nothing is written then), and lets through what opening the
+// trace file throws (after the console line has been written).
 void WriteMessage(LogLevel level, const std::string& category, std::string_view message);
 
 } // namespace Trace

@@ -1,9 +1,9 @@
 #include "trace/TraceFile.h"
 
-#include "base/FileOutputStream.h"
 #include "base/ProcessArguments.h"
 #include "base/TextConversion.h"
 #include "trace/ProcessName.h"
+#include "trace/StreamFailure.h"
 
 #include <windows.h>
 
@@ -75,13 +75,18 @@ void OpenTraceFile()
         return;
     }
     Base::FileOutputStream& stream = FileStream();
-    if (stream.IsOpen()) {
-        stream.Close();
+    try {
+        if (stream.IsOpen()) {
+            stream.Close();
+        }
+        stream.Open(path.wstring());
+    } catch (const std::ios_base::failure&) {
+        // The exception mask asked for it; the stream stays closed and failed.
+        throw StreamFailure(StreamFailureText(stream.rdstate()));
     }
-    stream.Open(path.wstring());
 }
 
-std::ostream& TraceFileStream()
+Base::FileOutputStream& TraceFileStream()
 {
     return FileStream();
 }

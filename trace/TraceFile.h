@@ -2,8 +2,9 @@
 
 // The trace file sink: where the file goes and the process-wide stream writing it.
 
+#include "base/FileOutputStream.h"
+
 #include <filesystem>
-#include <ostream>
 #include <string>
 
 namespace Trace {
@@ -18,11 +19,15 @@ std::string& DefaultTraceFileName();
 // Throws std::filesystem::filesystem_error when the temporary directory is unknown.
 std::filesystem::path ResolveTraceFilePath();
 
-// (Re)opens the stream on the resolved path, truncating the file. On failure the stream
-// keeps its fail state and messages are lost for the file only.
+// (Re)opens the stream on the resolved path, truncating the file; other handles may read
+// and write the file meanwhile. On failure the stream is closed with its fail state set
+// and messages are lost for the file only; if the stream's exception mask asks for it,
+// std::ios_base::failure "ios_base::failbit set" is thrown.
 void OpenTraceFile();
 
-std::ostream& TraceFileStream();
+// The process-wide trace file stream, closed until the first message needs it. Close()
+// is for tests that must release the file; the program keeps it open until exit.
+Base::FileOutputStream& TraceFileStream();
 bool IsTraceFileOpen();
 
 } // namespace Trace

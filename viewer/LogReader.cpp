@@ -1,18 +1,175 @@
-// Placeholder entry points until the viewer is built.
-
 #include "viewer/LogReader.h"
 
-#include <windows.h>
+#include "platform/ConsoleApi.h"
+#include "platform/EtwApi.h"
+#include "trace/DebugTrace.h"
+#include "trace/EtwWriter.h"
+#include "viewer/DbgHelpBindings.h"
+#include "viewer/EventCallback.h"
+#include "viewer/LiveSessionProperties.h"
+#include "viewer/ManifestExtraction.h"
+
+#include <evntcons.h>
+
+#include <iostream>
 
 namespace Viewer {
 
-uint32_t ViewLogFile(const std::wstring&, ViewOptions&)
+namespace {
+
+// The symbol options every resolution wants: names undecorated and matched without
+// case, line numbers, the nearest symbol, no error dialogs, absolute and public
+// symbols, and modules at address zero.
+constexpr DWORD viewerSymbolOptions = SYMOPT_CASE_INSENSITIVE | SYMOPT_UNDNAME | SYMOPT_LOAD_LINES |
+                                      SYMOPT_OMAP_FIND_NEAREST | SYMOPT_FAIL_CRITICAL_ERRORS |
+                                      SYMOPT_ALLOW_ABSOLUTE_SYMBOLS | SYMOPT_AUTO_PUBLICS | SYMOPT_ALLOW_ZERO_ADDRESS;
+static_assert(viewerSymbolOptions == 0x01010A33);
+
+// Written before the control handler is registered, read by it on the system's thread.
+TRACEHANDLE liveSession = 0;
+TRACEHANDLE liveConsumer = INVALID_PROCESSTRACE_HANDLE;
+
+void PrepareSymbolOptions(const ViewOptions& options)
 {
-    return ERROR_CALL_NOT_IMPLEMENTED;
+    DbgHelp& dbghelp = DbgHelpBindings();
+    const bool haveGet = BindDbgHelp(dbghelp.SymGetOptions, "SymGetOptions");
+    if (!haveGet) {
+        std::wcout << L"Failed to locate dbghelp!SymGetOptions" << std::endl;
+    }
+    const bool haveSet = BindDbgHelp(dbghelp.SymSetOptions, "SymSetOptions");
+    if (!haveSet) {
+        std::wcout << L"Failed to locate dbghelp!SymSetOptions" << std::endl;
+    }
+    if (haveGet && haveSet) {
+        const DWORD debug = options.symbols != 0 ? SYMOPT_DEBUG : 0;
+        dbghelp.SymSetOptions(dbghelp.SymGetOptions() | viewerSymbolOptions | debug);
+    }
 }
 
-void RunLiveView(ViewOptions&)
+void PrintOpenFailure(const std::wstring& path, ULONG error)
 {
+    std::wcout << (error == ERROR_FILE_NOT_FOUND ? L"Unable to find file " : L"Unexpected error when opening file ")
+               << L'"' << path << L"\"." << std::endl;
+}
+
+EVENT_TRACE_LOGFILEW ConsumerOf(ViewOptions& options, ULONG mode)
+{
+    EVENT_TRACE_LOGFILEW logFile{};
+    logFile.ProcessTraceMode = mode;
+    logFile.EventRecordCallback = OnEventRecord;
+    logFile.Context = &options;
+    return logFile;
+}
+
+// Step 4 of LIVE: every event of the product's provider up to the level, with the
+// terminal-session id and, on request, the call stack.
+ULONG EnableProductProvider(const ViewOptions& options)
+{
+    ENABLE_TRACE_PARAMETERS parameters{};
+    parameters.Version = ENABLE_TRACE_PARAMETERS_VERSION_2;
+    parameters.EnableProperty =
+        EVENT_ENABLE_PROPERTY_TS_ID | (options.callstack != 0 ? EVENT_ENABLE_PROPERTY_STACK_TRACE : 0);
+    return Platform::Etw().EnableTraceEx2(liveSession, &Trace::ProviderGuid, EVENT_CONTROL_CODE_ENABLE_PROVIDER,
+                                          static_cast<UCHAR>(options.level), 0, 0, 0, &parameters);
+}
+
+void ConsumeLiveSession(ViewOptions& options)
+{
+    EVENT_TRACE_LOGFILEW logFile = ConsumerOf(options, PROCESS_TRACE_MODE_EVENT_RECORD | PROCESS_TRACE_MODE_REAL_TIME);
+    logFile.LoggerName = const_cast<wchar_t*>(LiveSessionName);
+    liveConsumer = Platform::Etw().OpenTraceW(&logFile);
+    if (liveConsumer == INVALID_PROCESSTRACE_HANDLE) {
+        return;
+    }
+    Platform::Console().SetConsoleCtrlHandler(LiveConsoleCtrlHandler, TRUE);
+    Platform::Console().SetConsoleTitleW(L"Kestrova Live Console");
+    if (const ULONG status = Platform::Etw().ProcessTrace(&liveConsumer, 1, nullptr, nullptr); status != 0) {
+        Trace::TraceError(L"Failed to process trace with error [%u]", status);
+    }
+    if (const ULONG status = Platform::Etw().CloseTrace(liveConsumer); status != 0) {
+        Trace::TraceError(L"Failed to stop the trace with error [%u]", status);
+    }
+}
+
+} // namespace
+
+uint32_t ViewLogFile(const std::wstring& path, ViewOptions& options)
+{
+    Trace::TraceEnter(L"ViewLogFile");
+    if (options.callstack != 0) {
+        PrepareSymbolOptions(options);
+    }
+    EVENT_TRACE_LOGFILEW logFile = ConsumerOf(options, PROCESS_TRACE_MODE_EVENT_RECORD);
+    logFile.LogFileName = const_cast<wchar_t*>(path.c_str());
+    TRACEHANDLE consumer = Platform::Etw().OpenTraceW(&logFile);
+    if (consumer == INVALID_PROCESSTRACE_HANDLE) {
+        const ULONG error = ::GetLastError();
+        Trace::TraceError(L"OpenTrace with file [%s] failed with error [%lu]", path.c_str(), error);
+        PrintOpenFailure(path, error);
+        return error;
+    }
+    // Loaded only now, so that a missing file costs no manifest extraction.
+    LoadInstrumentationManifest();
+    if (const ULONG status = Platform::Etw().ProcessTrace(&consumer, 1, nullptr, nullptr); status != 0) {
+        Trace::TraceError(L"ProcessTrace with file [%s] failed with error [%lu]", path.c_str(), status);
+        std::wcout << L"Unexpected error whilst processing file \"" << path << L"\"." << std::endl;
+        // The consumer is left open on this path; the process ends soon after anyway.
+        return status;
+    }
+    Platform::Etw().CloseTrace(consumer);
+    Trace::TraceExit(L"ViewLogFile");
+    return ERROR_SUCCESS;
+}
+
+void RunLiveView(ViewOptions& options)
+{
+    Trace::TraceEnter(L"RunLiveView");
+    LoadInstrumentationManifest();
+
+    // A session of this name left over from an earlier run (one ended by closing the
+    // window, say) would make the start fail; whether there was one does not matter.
+    LiveSessionProperties leftover;
+    Platform::Etw().ControlTraceW(0, LiveSessionName, leftover.Get(), EVENT_TRACE_CONTROL_STOP);
+
+    LiveSessionProperties started;
+    if (const ULONG status = Platform::Etw().StartTraceW(&liveSession, LiveSessionName, started.Get()); status != 0) {
+        Trace::TraceError(L"Failed to start trace with error [%u]", status);
+        return;
+    }
+    if (const ULONG status = EnableProductProvider(options); status != 0) {
+        Trace::TraceError(L"Failed to enable trace with error [%u]", status);
+        Platform::Etw().ControlTraceW(0, LiveSessionName, started.Get(), EVENT_TRACE_CONTROL_STOP);
+        return;
+    }
+    ConsumeLiveSession(options);
+    if (const ULONG status =
+            Platform::Etw().ControlTraceW(liveSession, nullptr, started.Get(), EVENT_TRACE_CONTROL_STOP);
+        status != 0) {
+        Trace::TraceError(L"Failed to stop the trace session with error [%u]", status);
+    }
+    Trace::TraceExit(L"RunLiveView");
+}
+
+BOOL WINAPI LiveConsoleCtrlHandler(DWORD)
+{
+    Trace::TraceEnter(L"LiveConsoleCtrlHandler");
+    if (const ULONG status = Platform::Etw().CloseTrace(liveConsumer); status != 0) {
+        Trace::TraceError(L"Attempt to stop the trace failed with error [%u]", status);
+    }
+    try {
+        LiveSessionProperties properties;
+        if (const ULONG status =
+                Platform::Etw().ControlTraceW(liveSession, nullptr, properties.Get(), EVENT_TRACE_CONTROL_STOP);
+            status != 0) {
+            Trace::TraceError(L"Attempt to stop the trace session failed with error [%u]", status);
+        }
+    } catch (const std::exception& failure) {
+        // No GUID for the block; the session is left to the next LIVE, which stops it first.
+        Trace::TraceError(L"Attempt to stop the trace session failed with error [%S]", failure.what());
+    }
+    Trace::TraceExit(L"LiveConsoleCtrlHandler");
+    // The system's default handling must still run and end the process.
+    return FALSE;
 }
 
 } // namespace Viewer

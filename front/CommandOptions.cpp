@@ -1,0 +1,62 @@
+#include "front/CommandOptions.h"
+
+#include "base/ProcessArguments.h"
+#include "base/TextConversion.h"
+#include "front/LevelParsing.h"
+#include "front/Operations.h"
+
+namespace Front {
+
+using Base::ProcessArguments;
+
+std::wstring LogFilePath()
+{
+    std::wstring path = CommandOperations().DefaultLogFilePath();
+    Base::Argument file;
+    if (ProcessArguments::Get("file", file)) {
+        path = Base::ConsoleToWide(file.value);
+    }
+    return path;
+}
+
+bool ReadStartOptions(Session::StartOptions& options)
+{
+    options = Session::StartOptions{};
+    options.file = LogFilePath();
+    options.level = LevelDebug;
+    if (!ParseStartLevel(options.level)) {
+        return false;
+    }
+    options.maxSizeMb = ProcessArguments::GetUInt("maxsize", 0);
+    options.bufferKb = ProcessArguments::GetUInt("buffer", DefaultBufferKb);
+    options.circular = !ProcessArguments::Has("sequential");
+    options.callstacks = ProcessArguments::Has("callstacks");
+    options.processes = ProcessArguments::Has("processes");
+    options.threads = ProcessArguments::Has("threads");
+    options.images = ProcessArguments::Has("images");
+    // A sequential log keeps 0, which the session takes as unlimited.
+    if (options.circular && options.maxSizeMb == 0) {
+        options.maxSizeMb = DefaultCircularMaxSizeMb;
+    }
+    return true;
+}
+
+bool ReadViewOptions(Viewer::ViewOptions& options)
+{
+    options = Viewer::ViewOptions{};
+    // Never used as it stands: ParseViewLevel either replaces it or fails the command.
+    options.level = LevelInfo;
+    if (!ParseViewLevel(options.level)) {
+        return false;
+    }
+    options.callstack = ProcessArguments::Has("callstack");
+    options.frameLimit = ProcessArguments::GetUInt("callstack", 0);
+    options.symbols = ProcessArguments::Has("symbols");
+    options.winlogon = ProcessArguments::Has("winlogon");
+    options.threads = ProcessArguments::Has("threads");
+    options.images = ProcessArguments::Has("images");
+    options.process = ProcessArguments::Has("process") ? ProcessArguments::GetUInt("process", EveryProcess) : 0;
+    return true;
+}
+
+} // namespace Front

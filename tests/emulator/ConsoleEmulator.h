@@ -1,0 +1,76 @@
+#pragma once
+
+// An emulator of the console calls whose effect a test cannot see through redirected
+// streams: the text attribute, the title and the control handler.
+//
+// While it lives, Platform::Console() is its own. GetStdHandle(STD_OUTPUT_HANDLE)
+// answers a handle of the emulator's (other handles are the system's);
+// GetConsoleScreenBufferInfo on it answers the current attribute (the initial one until
+// the first change), and SetConsoleTextAttribute on it records the attribute together
+// with the position in std::wcout's text at which it took effect (std::wcout.tellp(),
+// so std::wcout must write into something seekable, as Testing::OutputCapture's buffer
+// is). Any other handle fails with ERROR_INVALID_HANDLE. Titles and control-handler
+// registrations are recorded and succeed.
+//
+// One emulator at a time per process; destruction restores the table.
+
+#include "platform/ConsoleApi.h"
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+namespace Testing {
+
+class ConsoleEmulator {
+public:
+    // Throws std::logic_error if another one is installed.
+    explicit ConsoleEmulator(WORD initialAttribute = 0x07);
+    ConsoleEmulator(const ConsoleEmulator&) = delete;
+    ConsoleEmulator& operator=(const ConsoleEmulator&) = delete;
+    ~ConsoleEmulator();
+
+    struct AttributeChange {
+        WORD attribute = 0;
+        long long position = 0; // characters of std::wcout's text before the change
+    };
+    const std::vector<AttributeChange>& Changes() const noexcept { return changes; }
+    WORD CurrentAttribute() const noexcept { return current; }
+    // Sets the attribute in force without recording a change, as another program would.
+    void SetCurrentAttribute(WORD attribute) noexcept { current = attribute; }
+
+    // The text with "{XX}" (the attribute in two upper-case hex digits) inserted where
+    // each change took effect, so that a test can assert text and colours at once.
+    std::wstring Annotate(const std::wstring& text) const;
+
+    // Makes GetConsoleScreenBufferInfo fail, as it does when output is not a console.
+    void FailScreenBufferInfo(bool fail) noexcept { failScreenBufferInfo = fail; }
+    size_t ScreenBufferQueries() const noexcept { return screenBufferQueries; }
+
+    struct HandlerRegistration {
+        PHANDLER_ROUTINE handler = nullptr;
+        BOOL add = FALSE;
+    };
+    const std::vector<HandlerRegistration>& Handlers() const noexcept { return handlers; }
+    const std::vector<std::wstring>& Titles() const noexcept { return titles; }
+
+    void ClearChanges() noexcept { changes.clear(); }
+
+private:
+    static HANDLE WINAPI GetStdHandleThunk(DWORD which);
+    static BOOL WINAPI GetScreenBufferInfoThunk(HANDLE output, PCONSOLE_SCREEN_BUFFER_INFO info);
+    static BOOL WINAPI SetTextAttributeThunk(HANDLE output, WORD attribute);
+    static BOOL WINAPI SetTitleThunk(LPCWSTR title);
+    static BOOL WINAPI SetCtrlHandlerThunk(PHANDLER_ROUTINE handler, BOOL add);
+
+    Platform::ConsoleApi saved;
+    WORD current;
+    std::vector<AttributeChange> changes;
+    std::vector<HandlerRegistration> handlers;
+    std::vector<std::wstring> titles;
+    bool failScreenBufferInfo = false;
+    size_t screenBufferQueries = 0;
+};
+
+} // namespace Testing

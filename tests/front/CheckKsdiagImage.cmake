@@ -1,0 +1,57 @@
+# Checks the built ksdiag.exe with objdump -p: it imports from Windows system DLLs only
+# (no MinGW runtime DLL has to travel with it) and it carries the application manifest
+# and the version information.
+#
+#   cmake -DOBJDUMP=<objdump> -DIMAGE=<ksdiag.exe> -P CheckKsdiagImage.cmake
+
+cmake_minimum_required(VERSION 3.25)
+
+execute_process(COMMAND ${OBJDUMP} -p ${IMAGE} OUTPUT_VARIABLE dump RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "objdump -p ${IMAGE} failed: ${result}")
+endif()
+
+# DLLs that every supported Windows carries in System32.
+set(system_dlls advapi32.dll kernel32.dll msvcrt.dll rpcrt4.dll shlwapi.dll tdh.dll version.dll psapi.dll
+    user32.dll ole32.dll shell32.dll dbghelp.dll ntdll.dll)
+
+string(REGEX MATCHALL "DLL Name: [^\r\n]+" imports "${dump}")
+if(NOT imports)
+    message(FATAL_ERROR "no import table found in ${IMAGE}")
+endif()
+foreach(import IN LISTS imports)
+    string(REPLACE "DLL Name: " "" dll "${import}")
+    string(STRIP "${dll}" dll)
+    string(TOLOWER "${dll}" dll)
+    if(NOT dll IN_LIST system_dlls AND NOT dll MATCHES "^api-ms-win-")
+        message(FATAL_ERROR "${IMAGE} imports ${dll}, which is not a Windows system DLL")
+    endif()
+    message(STATUS "imports ${dll}")
+endforeach()
+
+# Resource 1 of type 16 (the version information) and resource 1 of type 24 (the
+# application manifest the loader reads). objdump indents the directory by level: three
+# blanks before a type's entry, five before a name's.
+string(REPLACE ";" "," dump_without_semicolons "${dump}")
+string(REPLACE "\n" ";" lines "${dump_without_semicolons}")
+set(type "")
+set(found_version FALSE)
+set(found_manifest FALSE)
+foreach(line IN LISTS lines)
+    if(line MATCHES "^[0-9a-f]+   Entry: ID: (0x[0-9a-f]+),")
+        set(type "${CMAKE_MATCH_1}")
+    elseif(line MATCHES "^[0-9a-f]+     Entry: ID: 0x000001,")
+        if(type STREQUAL "0x000010")
+            set(found_version TRUE)
+        elseif(type STREQUAL "0x000018")
+            set(found_manifest TRUE)
+        endif()
+    endif()
+endforeach()
+if(NOT found_version)
+    message(FATAL_ERROR "${IMAGE} carries no version information (resource 1 of type 16)")
+endif()
+if(NOT found_manifest)
+    message(FATAL_ERROR "${IMAGE} carries no application manifest (resource 1 of type 24)")
+endif()
+message(STATUS "resources: version information and application manifest present")

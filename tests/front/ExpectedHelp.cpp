@@ -1,0 +1,74 @@
+#include "tests/front/ExpectedHelp.h"
+
+namespace Testing {
+
+std::vector<std::string> ExpectedHelpLines(const std::string& moduleFileName)
+{
+    return {
+        "Controls diagnostics for Kestrova components.",
+        "",
+        "Usage: " + moduleFileName + " option [args]",
+        "",
+        "Available options include:",
+        "",
+        "  START [/file:<filename>] [/level:DEBUG|VERBOSE|INFO|WARNING|ERROR]",
+        "        [/maxSize:<sizeInMb>] [/buffer:<sizeInKb>] [/sequential] [/callstacks]",
+        "        [/processes] [/threads] [/images]",
+        "",
+        "  \tStarts a logging session. If no filename is supplied, then the file",
+        "  \t%PROGRAMDATA%\\Kestrova\\Diagnostics\\Logs\\Kestrova-Log.etl is used.",
+        "  \tThe level can be used to specify the amount of detail to collect and",
+        "  \tdefaults to VERBOSE. If /sequential is not specified, then the file",
+        "  \tdefaults to a circular log file which grows to the default maximum size of",
+        "  \t500Mb before overwriting older entries. If /sequential is specified, then",
+        "  \tthe log file grows to the maximum size and then stops collecting log",
+        "  \tstatements. By default, the maximum size of a sequential log file is",
+        "  \tunlimited. The /maxSize argument can be specified to enforce a maximum",
+        "  \tfile size of either circular or sequential log files. The /callstacks",
+        "  \targument can be used to collect a callstack for each log statement.",
+        "",
+        "  \tWhen processes is supplied, the log will capture all process start and",
+        "  \tstop events. The threads argument will also include thread start and stop",
+        "  \tevents. The images argument will include the load and unload of each module",
+        "  \tinto each process.",
+        "",
+        "  STOP",
+        "",
+        "  \tStops an existing logging session.",
+        "",
+        "  VIEW [/file:<filename>] [/level:DEBUG|VERBOSE|INFO|WARNING|ERROR]",
+        "       [/winlogon] [/process:<pid>] [/threads] [/images]",
+        "",
+        "  \tDisplays a log file. If no filename is supplied, then the file",
+        "  \t%PROGRAMDATA%\\Kestrova\\Diagnostics\\Logs\\Kestrova-Log.etl is used.",
+        "  \tThe level can be used to specify the amount of detail to view and defaults",
+        "  \tto INFO. The winlogon argument will detail the handling of each winlogon",
+        "  \tnotification provider.",
+        "",
+        "  \tWhen process is supplied with a pid, the start and stop of the process is",
+        "  \tlogged. Additionally threads and images can be supplied to display thread",
+        "  \tstart and stop, or image load and unload for the process identified by the",
+        "  \tpid.",
+        "",
+        "  STATUS",
+        "",
+        "  \tDisplays the current status of the logging session.",
+        "",
+        "  LIVE [/level:DEBUG|VERBOSE|INFO|WARNING|ERROR]",
+        "",
+        "  \tDisplays live log messages. If a level is not specified, then INFO log",
+        "  \tstatements are displayed.",
+        "",
+    };
+}
+
+std::string JoinLines(const std::vector<std::string>& lines, const std::string& lineEnd)
+{
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + lineEnd;
+    }
+    return text;
+}
+
+} // namespace Testing

@@ -1,0 +1,84 @@
+#include "tests/viewer/ViewerFixture.h"
+
+#include "tests/support/TraceLines.h"
+#include "trace/DebugTrace.h"
+#include "viewer/EventCallback.h"
+#include "viewer/ManifestExtraction.h"
+
+#include <cwchar>
+#include <iomanip>
+#include <sstream>
+
+namespace Testing {
+
+namespace {
+
+std::wstring& RedirectedTempPath()
+{
+    static std::wstring path;
+    return path;
+}
+
+DWORD WINAPI RedirectedGetTempPath(DWORD length, LPWSTR buffer)
+{
+    const std::wstring& path = RedirectedTempPath();
+    if (length <= path.size()) {
+        return static_cast<DWORD>(path.size() + 1);
+    }
+    std::wmemcpy(buffer, path.c_str(), path.size() + 1);
+    return static_cast<DWORD>(path.size());
+}
+
+} // namespace
+
+ViewerTest::ViewerTest() : files(Platform::File())
+{
+    RedirectedTempPath() = temp.Path().wstring() + L"\\";
+    files->GetTempPathW = RedirectedGetTempPath;
+    Trace::DebugConsoleLevel = 7;
+    Trace::DebugConsoleEnabled = 1;
+    options.level = 5;
+}
+
+void ViewerTest::LoadManifest()
+{
+    ASSERT_EQ(0u, Viewer::LoadInstrumentationManifest());
+    capture.Clear();
+}
+
+void ViewerTest::Render(const EVENT_RECORD& record)
+{
+    EVENT_RECORD copy = record;
+    copy.UserContext = &options;
+    Viewer::OnEventRecord(&copy);
+}
+
+std::vector<std::string> ViewerTest::TraceLines() const
+{
+    return SplitLines(capture.Out());
+}
+
+std::wstring ViewerTest::TempPath() const
+{
+    return RedirectedTempPath();
+}
+
+std::wstring ViewerTest::DefaultTimestamp()
+{
+    return TimestampText(133542759010420000LL);
+}
+
+std::wstring TimestampText(long long fileTime)
+{
+    FILETIME utc{static_cast<DWORD>(fileTime & 0xFFFFFFFF), static_cast<DWORD>(fileTime >> 32)};
+    FILETIME local{};
+    SYSTEMTIME time{};
+    ::FileTimeToLocalFileTime(&utc, &local);
+    ::FileTimeToSystemTime(&local, &time);
+    wchar_t text[64];
+    std::swprintf(text, 64, L"%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth, time.wDay, time.wHour,
+                  time.wMinute, time.wSecond, static_cast<unsigned>((fileTime % 10000000) / 10000));
+    return text;
+}
+
+} // namespace Testing

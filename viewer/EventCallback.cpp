@@ -1,0 +1,283 @@
+#include "viewer/EventCallback.h"
+
+#include "trace/DebugTrace.h"
+#include "trace/EtwWriter.h"
+#include "viewer/ConsoleColour.h"
+#include "viewer/EventHeaderText.h"
+#include "viewer/EventInformation.h"
+#include "viewer/Minidump.h"
+#include "viewer/PropertyReader.h"
+#include "viewer/ProviderIds.h"
+#include "viewer/Symbols.h"
+#include "viewer/ViewOptions.h"
+#include "viewer/WinlogonNames.h"
+
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace Viewer {
+
+namespace {
+
+enum class Provider { Product, Winlogon, KernelProcess, Other };
+
+// Product event ids and tasks the rendering depends on.
+constexpr USHORT DebugImageId = 2020;
+constexpr USHORT DebugFaultId = 2021;
+constexpr USHORT TraceTask = 1;
+constexpr USHORT MethodTask = 2;
+constexpr USHORT OperationalTask = 3;
+constexpr USHORT WinlogonStartedId = 811;
+constexpr USHORT WinlogonFinishedId = 812;
+constexpr uint32_t EveryProcess = 0xFFFFFFFF;
+
+Provider Classify(const GUID& provider)
+{
+    if (IsEqualGUID(provider, Trace::ProviderGuid)) {
+        return Provider::Product;
+    }
+    if (IsEqualGUID(provider, WinlogonProviderGuid)) {
+        return Provider::Winlogon;
+    }
+    if (IsEqualGUID(provider, KernelProcessProviderGuid)) {
+        return Provider::KernelProcess;
+    }
+    return Provider::Other;
+}
+
+bool KernelProcessWanted(USHORT id, const ViewOptions& options)
+{
+    switch (id) {
+    case 1: // process start
+    case 2: // process stop
+        return options.process != 0;
+    case 3: // thread start
+    case 4: // thread stop
+        return options.process != 0 && options.threads != 0;
+    case 5: // image load
+    case 6: // image unload
+        return options.process != 0 && options.images != 0;
+    default:
+        return false;
+    }
+}
+
+// Step one of the callback: false drops the record without output. Image events are
+// consumed here, never shown.
+bool Wanted(Provider provider, const EVENT_RECORD& record, const ViewOptions& options)
+{
+    const EVENT_DESCRIPTOR& descriptor = record.EventHeader.EventDescriptor;
+    switch (provider) {
+    case Provider::Product:
+        // The level filter comes first, so that below INFO even image events go and
+        // stacks stay unresolved.
+        if (descriptor.Level > options.level) {
+            return false;
+        }
+        if (descriptor.Id == DebugImageId) {
+            if (options.callstack != 0) {
+                LoadImageSymbols(record);
+            }
+            return false;
+        }
+        return true;
+    case Provider::Winlogon:
+        return options.winlogon != 0 && (descriptor.Id == WinlogonStartedId || descriptor.Id == WinlogonFinishedId);
+    case Provider::KernelProcess:
+        return KernelProcessWanted(descriptor.Id, options);
+    case Provider::Other:
+        break;
+    }
+    return false;
+}
+
+WORD HeaderColour(Provider provider, UCHAR level)
+{
+    if (provider == Provider::Winlogon) {
+        return BrightGreenText;
+    }
+    if (provider == Provider::KernelProcess) {
+        return BrightMagentaText;
+    }
+    switch (level) {
+    case TRACE_LEVEL_WARNING:
+        return YellowText;
+    case 0:
+    case TRACE_LEVEL_CRITICAL:
+    case TRACE_LEVEL_ERROR:
+        return BrightRedText;
+    case TRACE_LEVEL_VERBOSE:
+        return GreyText;
+    default:
+        return BrightWhiteText;
+    }
+}
+
+std::wstring SourceName(Provider provider, const EVENT_RECORD& record)
+{
+    switch (provider) {
+    case Provider::Winlogon:
+        return L"Winlogon";
+    case Provider::KernelProcess:
+        return L"Kernel";
+    default:
+        return ProductSourceName(record);
+    }
+}
+
+void WriteHeader(Provider provider, const EVENT_RECORD& record, const TRACE_EVENT_INFO& information)
+{
+    WriteTimestamp(record);
+    std::wcout << L' ';
+    WriteSource(record, SourceName(provider, record));
+    std::wcout << L' ';
+    if (information.LevelNameOffset != 0) {
+        std::wcout << reinterpret_cast<const wchar_t*>(reinterpret_cast<const uint8_t*>(&information) +
+                                                       information.LevelNameOffset)
+                   << L' ';
+    }
+}
+
+void WriteProductBody(const EVENT_RECORD& record, const ViewOptions& options)
+{
+    const EVENT_DESCRIPTOR& descriptor = record.EventHeader.EventDescriptor;
+    switch (descriptor.Task) {
+    case OperationalTask:
+        PrintTextProperty(record, L"Name");
+        std::wcout << L" : ";
+        PrintTextProperty(record, L"Message");
+        std::wcout << L' ';
+        PrintTextProperty(record, L"Arguments");
+        if (descriptor.Level == TRACE_LEVEL_ERROR) {
+            std::wcout << std::endl;
+            PrintTextProperty(record, L"Stack");
+        }
+        break;
+    case TraceTask:
+        PrintTextProperty(record, L"Message");
+        break;
+    case MethodTask:
+        PrintTextProperty(record, L"Arguments");
+        break;
+    default:
+        break;
+    }
+    if (descriptor.Id == DebugFaultId) {
+        std::wcout << L"Fault. ";
+        SaveFaultMinidump(record);
+    }
+    std::wcout << std::endl;
+    if (options.callstack != 0) {
+        PrintCallStack(record, options.frameLimit);
+    }
+}
+
+void WriteWinlogonBody(const EVENT_RECORD& record)
+{
+    uint32_t notification = 0;
+    ReadUInt32Property(record, L"Event", notification);
+    std::wstring subscriber;
+    ReadTextProperty(record, L"SubscriberName", subscriber);
+    const auto& names = WinlogonNotificationNames();
+    const auto name = names.find(notification);
+    const std::wstring notificationName =
+        name != names.end() ? name->second : L"Event " + std::to_wstring(notification);
+    std::wcout << (record.EventHeader.EventDescriptor.Id == WinlogonStartedId ? L"Winlogon started subscriber "
+                                                                              : L"Winlogon finished subscriber ")
+               << subscriber << L" processing " << notificationName << std::endl;
+}
+
+uint32_t ReadNumber(const EVENT_RECORD& record, const wchar_t* name)
+{
+    uint32_t value = 0;
+    ReadUInt32Property(record, name, value);
+    return value;
+}
+
+std::wstring ReadText(const EVENT_RECORD& record, const wchar_t* name)
+{
+    std::wstring text;
+    ReadTextProperty(record, name, text);
+    return text;
+}
+
+void WriteKernelProcessBody(const EVENT_RECORD& record)
+{
+    const uint32_t processId = ReadNumber(record, L"ProcessID");
+    const USHORT id = record.EventHeader.EventDescriptor.Id;
+    switch (id) {
+    case 1:
+        std::wcout << L"Process started " << ReadText(record, L"ImageName") << L" with pid " << processId
+                   << L" by parent " << ReadNumber(record, L"ParentProcessID") << L" in session "
+                   << ReadNumber(record, L"SessionID");
+        break;
+    case 2:
+        std::wcout << L"Process stopped " << ReadText(record, L"ImageName") << L" with pid " << processId
+                   << L" exit code " << ReadNumber(record, L"ExitCode");
+        break;
+    case 3:
+    case 4:
+        std::wcout << (id == 3 ? L"Thread started " : L"Thread stopped ") << ReadNumber(record, L"ThreadID")
+                   << L" in pid " << processId;
+        break;
+    case 5:
+    case 6:
+        std::wcout << (id == 5 ? L"Image loaded " : L"Image unloaded ") << ReadText(record, L"ImageName") << L" in pid "
+                   << processId;
+        break;
+    default:
+        break;
+    }
+    std::wcout << std::endl;
+}
+
+void Render(const EVENT_RECORD& record, const ViewOptions& options)
+{
+    const Provider provider = Classify(record.EventHeader.ProviderId);
+    if (!Wanted(provider, record, options)) {
+        return;
+    }
+    ULONG error = ERROR_SUCCESS;
+    const TRACE_EVENT_INFO* information = GetEventInformation(record, error);
+    if (information == nullptr) {
+        return;
+    }
+    // For a process start this is the new process, not the one that logged the event.
+    if (provider == Provider::KernelProcess && options.process != EveryProcess &&
+        ReadNumber(record, L"ProcessID") != options.process) {
+        return;
+    }
+    ConsoleColour colour;
+    colour.Set(HeaderColour(provider, record.EventHeader.EventDescriptor.Level));
+    WriteHeader(provider, record, *information);
+    colour.Set(DarkGreyText);
+    switch (provider) {
+    case Provider::Product:
+        WriteProductBody(record, options);
+        break;
+    case Provider::Winlogon:
+        WriteWinlogonBody(record);
+        break;
+    default:
+        WriteKernelProcessBody(record);
+        break;
+    }
+}
+
+} // namespace
+
+VOID WINAPI OnEventRecord(PEVENT_RECORD record)
+{
+    if (record == nullptr || record->UserContext == nullptr) {
+        return;
+    }
+    try {
+        Render(*record, *static_cast<const ViewOptions*>(record->UserContext));
+    } catch (const std::exception& failure) {
+        Trace::TraceError(L"Failed to render event [%u] error [%S]", record->EventHeader.EventDescriptor.Id,
+                          failure.what());
+    }
+}
+
+} // namespace Viewer
