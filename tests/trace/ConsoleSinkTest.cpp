@@ -13,7 +13,7 @@ namespace {
 
 using Testing::ConfigureWith;
 
-const Trace::Category log("registry");
+const Trace::Category sinkLog("registry");
 
 // Milliseconds since midnight UTC of "HH:MM:SS.mmmZ".
 int64_t MillisecondsOfDay(const std::string& time)
@@ -40,7 +40,7 @@ TEST(ConsoleSink, ErrorLineGoesToStandardErrorWithFields)
     Testing::OutputCapture capture;
     const uint32_t code = 5;
     const std::wstring subkey = L"Software";
-    log->Error("Failed", Trace::Field{"errorCode", code}, Trace::Field{"subkey", subkey});
+    sinkLog->Error("Failed", Trace::Field{"errorCode", code}, Trace::Field{"subkey", subkey});
     const auto lines = Testing::SplitLines(capture.Err());
     ASSERT_EQ(1u, lines.size());
     const auto parsed = Testing::ParseTraceLine(lines[0]);
@@ -55,12 +55,12 @@ TEST(ConsoleSink, FatalAndErrorGoToStandardErrorTheRestToStandardOutput)
 {
     ConfigureWith({"/trace-console", "/trace-level:5"});
     Testing::OutputCapture capture;
-    log->Fatal("fatal");
-    log->Warning("warning");
-    log->Error("error");
-    log->Info("info");
-    log->Verbose("verbose");
-    log->Debug("debug");
+    sinkLog->Fatal("fatal");
+    sinkLog->Warning("warning");
+    sinkLog->Error("error");
+    sinkLog->Info("info");
+    sinkLog->Verbose("verbose");
+    sinkLog->Debug("debug");
     EXPECT_EQ((std::vector<std::string>{"fatal", "error"}), Testing::TraceTexts(capture.Err()));
     EXPECT_EQ((std::vector<std::string>{"warning", "info", "verbose", "debug"}), Testing::TraceTexts(capture.Out()));
     EXPECT_EQ(2u, Testing::SplitLines(capture.Err()).size());
@@ -71,12 +71,12 @@ TEST(ConsoleSink, LevelNamesAreLeftAlignedInEightCharacters)
 {
     ConfigureWith({"/trace-console", "/trace-level:5"});
     Testing::OutputCapture capture;
-    log->Fatal("m");
-    log->Error("m");
-    log->Warning("m");
-    log->Info("m");
-    log->Verbose("m");
-    log->Debug("m");
+    sinkLog->Fatal("m");
+    sinkLog->Error("m");
+    sinkLog->Warning("m");
+    sinkLog->Info("m");
+    sinkLog->Verbose("m");
+    sinkLog->Debug("m");
     std::vector<std::string> levels;
     for (const std::string& line : Testing::SplitLines(capture.Err() + capture.Out())) {
         const auto parsed = Testing::ParseTraceLine(line);
@@ -92,7 +92,7 @@ TEST(ConsoleSink, LineIsTimeLevelCategoryIdsMessageAndFields)
     ConfigureWith({"/trace-console"});
     Testing::OutputCapture capture;
     const int count = 3;
-    log->Warning("Queried DWORD", Trace::Field{"count", count});
+    sinkLog->Warning("Queried DWORD", Trace::Field{"count", count});
     const auto lines = Testing::SplitLines(capture.Out());
     ASSERT_EQ(1u, lines.size());
     const auto parsed = Testing::ParseTraceLine(lines[0]);
@@ -108,7 +108,7 @@ TEST(ConsoleSink, TimeIsUtcWithMillisecondsAndCloseToTheClock)
     ConfigureWith({"/trace-console"});
     Testing::OutputCapture capture;
     const int64_t before = MillisecondsOfDayNow();
-    log->Info("now");
+    sinkLog->Info("now");
     const int64_t after = MillisecondsOfDayNow();
     const auto parsed = Testing::ParseTraceLine(Testing::SplitLines(capture.Out()).at(0));
     ASSERT_TRUE(parsed);
@@ -126,7 +126,7 @@ TEST(ConsoleSink, LineCarriesTheProcessAndThreadOfTheCaller)
 {
     ConfigureWith({"/trace-console"});
     Testing::OutputCapture capture;
-    log->Info("here");
+    sinkLog->Info("here");
     const auto parsed = Testing::ParseTraceLine(Testing::SplitLines(capture.Out()).at(0));
     ASSERT_TRUE(parsed);
     EXPECT_EQ(::GetCurrentProcessId(), parsed->processId);
@@ -137,7 +137,7 @@ TEST(ConsoleSink, MessageWithoutFieldsHasNoBraces)
 {
     ConfigureWith({"/trace-console"});
     Testing::OutputCapture capture;
-    log->Info("Plain message");
+    sinkLog->Info("Plain message");
     EXPECT_EQ(std::vector<std::string>{"Plain message"}, Testing::TraceTexts(capture.Out()));
 }
 
@@ -145,7 +145,7 @@ TEST(ConsoleSink, LevelWithoutNameLeavesItsColumnBlank)
 {
     ConfigureWith({"/trace-console", "/trace-level:6"});
     Testing::OutputCapture capture;
-    log->Emit(static_cast<Trace::LogLevel>(6), "beyond");
+    sinkLog->Emit(static_cast<Trace::LogLevel>(6), "beyond");
     const auto parsed = Testing::ParseTraceLine(Testing::SplitLines(capture.Out()).at(0));
     ASSERT_TRUE(parsed);
     EXPECT_EQ("        ", parsed->level);
@@ -156,8 +156,8 @@ TEST(ConsoleSink, FilteredLevelWritesNothing)
 {
     ConfigureWith({"/trace-console", "/trace-level:3"});
     Testing::OutputCapture capture;
-    log->Verbose("hidden", Trace::Field{"count", 1});
-    log->Info("shown");
+    sinkLog->Verbose("hidden", Trace::Field{"count", 1});
+    sinkLog->Info("shown");
     EXPECT_EQ("", capture.Err());
     EXPECT_EQ(std::vector<std::string>{"shown"}, Testing::TraceTexts(capture.Out()));
 }
@@ -168,14 +168,14 @@ TEST(ConsoleSink, FailedThreadStreamRaisesBadbitAndWritesNothing)
     Testing::OutputCapture capture;
     Trace::FieldStream().setstate(std::ios_base::badbit);
     try {
-        log->Info("lost", Trace::Field{"count", 1});
+        sinkLog->Info("lost", Trace::Field{"count", 1});
         FAIL() << "no exception";
     } catch (const std::ios_base::failure& failure) {
         EXPECT_STREQ("ios_base::badbit set", failure.what());
     }
     EXPECT_EQ("", capture.Out());
 
-    log->Info("next", Trace::Field{"count", 2});
+    sinkLog->Info("next", Trace::Field{"count", 2});
     EXPECT_EQ(std::vector<std::string>{"next { count:2 }"}, Testing::TraceTexts(capture.Out()));
 }
 
@@ -185,16 +185,16 @@ TEST(ConsoleSink, EmitCarriesZeroToEightFields)
     Testing::OutputCapture capture;
     const int a = 1, b = 2, c = 3, d = 4, e = 5, f = 6, g = 7, h = 8;
     using Trace::Field;
-    log->Info("m0");
-    log->Info("m1", Field{"a", a});
-    log->Info("m2", Field{"a", a}, Field{"b", b});
-    log->Info("m3", Field{"a", a}, Field{"b", b}, Field{"c", c});
-    log->Info("m4", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d});
-    log->Info("m5", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e});
-    log->Info("m6", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f});
-    log->Info("m7", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f},
+    sinkLog->Info("m0");
+    sinkLog->Info("m1", Field{"a", a});
+    sinkLog->Info("m2", Field{"a", a}, Field{"b", b});
+    sinkLog->Info("m3", Field{"a", a}, Field{"b", b}, Field{"c", c});
+    sinkLog->Info("m4", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d});
+    sinkLog->Info("m5", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e});
+    sinkLog->Info("m6", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f});
+    sinkLog->Info("m7", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f},
               Field{"g", g});
-    log->Info("m8", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f},
+    sinkLog->Info("m8", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f},
               Field{"g", g}, Field{"h", h});
     const std::vector<std::string> expected{
         "m0",

@@ -11,7 +11,7 @@ namespace {
 using Testing::ConfigureWith;
 using Trace::LogLevel;
 
-const Trace::Category log("enabled");
+const Trace::Category testLog("enabled");
 
 // The operational events' keyword (without its channel bit) and levels as a session
 // asks for them.
@@ -47,7 +47,7 @@ std::vector<bool> EnabledFatalToDebug()
     std::vector<bool> enabled;
     for (const LogLevel level :
          {LogLevel::Fatal, LogLevel::Error, LogLevel::Warning, LogLevel::Info, LogLevel::Verbose, LogLevel::Debug}) {
-        enabled.push_back(log->IsEnabled(level));
+        enabled.push_back(testLog->IsEnabled(level));
     }
     return enabled;
 }
@@ -74,12 +74,12 @@ TEST(IsEnabled, DebugNeedsASessionForTheDebugEvent)
 {
     Testing::ProviderEmulator provider;
     ConfigureRegistered({});
-    EXPECT_FALSE(log->IsEnabled(LogLevel::Debug));
+    EXPECT_FALSE(testLog->IsEnabled(LogLevel::Debug));
     provider.Enable(allLevels, operationalKeyword);
-    EXPECT_TRUE(log->IsEnabled(LogLevel::Debug));
+    EXPECT_TRUE(testLog->IsEnabled(LogLevel::Debug));
     provider.Disable();
-    EXPECT_FALSE(log->IsEnabled(LogLevel::Debug));
-    EXPECT_TRUE(log->IsEnabled(LogLevel::Verbose));
+    EXPECT_FALSE(testLog->IsEnabled(LogLevel::Debug));
+    EXPECT_TRUE(testLog->IsEnabled(LogLevel::Verbose));
 }
 
 TEST(IsEnabled, SessionForOtherKeywordsEnablesNothing)
@@ -97,9 +97,9 @@ TEST(IsEnabled, ErrorStillReachesTheSessionAtTraceLevelZero)
     provider.Enable(informationLevel, operationalKeyword);
     Testing::OutputCapture capture;
     const int code = 5;
-    log->Fatal("fatal message");
-    log->Error("error message", Trace::Field{"errorCode", code});
-    log->Verbose("verbose message");
+    testLog->Fatal("fatal message");
+    testLog->Error("error message", Trace::Field{"errorCode", code});
+    testLog->Verbose("verbose message");
 
     EXPECT_EQ(std::vector<std::string>{"fatal message"}, Testing::TraceTexts(capture.Err()));
     EXPECT_EQ(1u, Testing::SplitLines(capture.Err()).size());
@@ -116,9 +116,9 @@ TEST(IsEnabled, DebugReachesTheSessionWhileTheConsoleHidesIt)
     provider.Enable(allLevels, operationalKeyword);
     Testing::OutputCapture capture;
     const uint32_t count = 1;
-    log->Debug("Queried DWORD", Trace::Field{"count", count});
+    testLog->Debug("Queried DWORD", Trace::Field{"count", count});
     const std::string subkey = "Software";
-    log->Warning("Failed to open subkey", Trace::Field{"subkey", subkey});
+    testLog->Warning("Failed to open subkey", Trace::Field{"subkey", subkey});
 
     EXPECT_EQ(std::vector<std::string>{"Failed to open subkey { subkey:\"Software\" }"},
               Testing::TraceTexts(capture.Out()));

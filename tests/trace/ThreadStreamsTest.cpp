@@ -14,7 +14,7 @@
 
 namespace {
 
-const Trace::Category log("threads");
+const Trace::Category testLog("threads");
 
 // A standard-output buffer that serialises its writes, as the C runtime's console
 // stream does; the plain string buffer of OutputCapture is not safe for two threads.
@@ -66,7 +66,7 @@ void LogSequence(int thread, DWORD& threadId)
     threadId = ::GetCurrentThreadId();
     const std::string padding(40, static_cast<char>('a' + thread));
     for (int sequence = 0; sequence < messagesPerThread; ++sequence) {
-        log->Info("Concurrent message", Trace::Field{"thread", thread}, Trace::Field{"sequence", sequence},
+        testLog->Info("Concurrent message", Trace::Field{"thread", thread}, Trace::Field{"sequence", sequence},
                   Trace::Field{"padding", padding});
     }
 }
@@ -114,12 +114,12 @@ TEST(ThreadStreams, ThreadsThatLogAndEndLeaveTheProcessSound)
     {
         StandardOutputSwap swap(&buffer);
         for (int round = 0; round < rounds; ++round) {
-            std::thread first([round] { log->Info("Short-lived", Trace::Field{"round", round}); });
-            std::thread second([round] { log->Info("Short-lived", Trace::Field{"round", round}); });
+            std::thread first([round] { testLog->Info("Short-lived", Trace::Field{"round", round}); });
+            std::thread second([round] { testLog->Info("Short-lived", Trace::Field{"round", round}); });
             first.join();
             second.join();
         }
-        log->Info("Main thread");
+        testLog->Info("Main thread");
     }
     const auto texts = Testing::TraceTexts(buffer.Text());
     ASSERT_EQ(2u * rounds + 1, texts.size());

@@ -22,7 +22,7 @@ using Testing::PathSwitch;
 using Testing::ReadSharedFile;
 namespace fs = std::filesystem;
 
-const Trace::Category log("file");
+const Trace::Category testLog("file");
 
 const fs::path moduleLog = "trace_tests.log";
 
@@ -49,8 +49,8 @@ TEST(TraceFile, TraceFolderAloneWritesTheModuleLogThere)
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path()), "/trace-level:3"});
     const int count = 2;
-    log->Info("Into the file", Trace::Field{"count", count});
-    log->Verbose("Above the threshold");
+    testLog->Info("Into the file", Trace::Field{"count", count});
+    testLog->Verbose("Above the threshold");
 
     EXPECT_EQ(std::vector<fs::path>{moduleLog}, directory.Files());
     const std::string content = ReadSharedFile(directory.Path() / moduleLog);
@@ -71,7 +71,7 @@ TEST(TraceFile, FileAndConsoleReceiveTheSameLine)
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path()), "/trace-console"});
     Testing::OutputCapture capture;
-    log->Error("Both sinks");
+    testLog->Error("Both sinks");
     ASSERT_EQ(1u, Testing::TraceTexts(capture.Err()).size());
     EXPECT_EQ(capture.Err(), ReadSharedFile(directory.Path() / moduleLog));
 }
@@ -82,7 +82,7 @@ TEST(TraceFile, TrueTraceFilePrefixAddsTimeAndProcessId)
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path()), "/trace-file-prefix:true"});
     const std::string before = UtcStampNow();
-    log->Error("Prefixed");
+    testLog->Error("Prefixed");
     const std::string after = UtcStampNow();
 
     const auto files = directory.Files();
@@ -101,7 +101,7 @@ TEST(TraceFile, FalseTraceFilePrefixAddsNothing)
     Testing::TempDirectory directory;
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path()), "/trace-file-prefix:0"});
-    log->Error("Unprefixed");
+    testLog->Error("Unprefixed");
     EXPECT_EQ(std::vector<fs::path>{moduleLog}, directory.Files());
 }
 
@@ -113,7 +113,7 @@ TEST(TraceFile, TraceFileWinsOverEverythingForThePath)
     ConfigureWith({PathSwitch("trace-folder", directory.Path()), PathSwitch("trace-file", chosen),
                    PathSwitch("logging-file", directory.Path() / "other.log"), "/trace-file-prefix:true"});
     EXPECT_EQ(chosen, Trace::ResolveTraceFilePath());
-    log->Error("Chosen");
+    testLog->Error("Chosen");
     EXPECT_EQ(Names({"chosen.log"}), directory.Files());
     EXPECT_EQ(std::vector<std::string>{"Chosen"}, Testing::TraceTexts(ReadSharedFile(chosen)));
 }
@@ -125,7 +125,7 @@ TEST(TraceFile, LoggingFileNamesTheFileWithoutTraceFile)
     const fs::path other = directory.Path() / "other.log";
     ConfigureWith({PathSwitch("trace-folder", directory.Path()), PathSwitch("logging-file", other)});
     EXPECT_EQ(other, Trace::ResolveTraceFilePath());
-    log->Error("Other");
+    testLog->Error("Other");
     EXPECT_EQ(Names({"other.log"}), directory.Files());
 }
 
@@ -144,7 +144,7 @@ TEST(TraceFile, TraceFileAloneNamesThePathButWritesNothing)
     ConfigureWith({PathSwitch("trace-file", alone), "/trace-console"});
     EXPECT_EQ(alone, Trace::ResolveTraceFilePath());
     Testing::OutputCapture capture;
-    log->Error("Console only");
+    testLog->Error("Console only");
     EXPECT_EQ(std::vector<std::string>{"Console only"}, Testing::TraceTexts(capture.Err()));
     EXPECT_TRUE(directory.Files().empty());
     EXPECT_FALSE(Trace::IsTraceFileOpen());
@@ -157,7 +157,7 @@ TEST(TraceFile, PresetNameReplacesTheModuleName)
     Trace::DefaultTraceFileName() = "preset.txt";
     ConfigureWith({PathSwitch("trace-folder", directory.Path())});
     EXPECT_EQ(directory.Path() / "preset.txt", Trace::ResolveTraceFilePath());
-    log->Error("Preset");
+    testLog->Error("Preset");
     EXPECT_EQ(Names({"preset.txt"}), directory.Files());
 }
 
@@ -182,9 +182,9 @@ TEST(TraceFile, UnknownTemporaryDirectoryEscapesTheLoggingCall)
 
     Testing::OutputCapture capture;
     const int first = 1;
-    EXPECT_THROW(log->Warning("Console first", Trace::Field{"n", first}), fs::filesystem_error);
+    EXPECT_THROW(testLog->Warning("Console first", Trace::Field{"n", first}), fs::filesystem_error);
     const int second = 2;
-    EXPECT_THROW(log->Warning("Console again", Trace::Field{"n", second}), fs::filesystem_error);
+    EXPECT_THROW(testLog->Warning("Console again", Trace::Field{"n", second}), fs::filesystem_error);
     EXPECT_EQ((std::vector<std::string>{"Console first { n:1 }", "Console again { n:2 }"}),
               Testing::TraceTexts(capture.Out()));
 }
@@ -194,11 +194,11 @@ TEST(TraceFile, ReopeningTruncates)
     Testing::TempDirectory directory;
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path())});
-    log->Error("first");
+    testLog->Error("first");
     EXPECT_EQ(std::vector<std::string>{"first"}, Testing::TraceTexts(ReadSharedFile(directory.Path() / moduleLog)));
     Trace::OpenTraceFile();
     EXPECT_EQ("", ReadSharedFile(directory.Path() / moduleLog));
-    log->Error("second");
+    testLog->Error("second");
     EXPECT_EQ(std::vector<std::string>{"second"}, Testing::TraceTexts(ReadSharedFile(directory.Path() / moduleLog)));
 }
 
@@ -208,7 +208,7 @@ TEST(TraceFile, DirectoryAsPathLeavesTheStreamFailed)
     ConfigureWith(
         {PathSwitch("trace-folder", directory.Path()), PathSwitch("trace-file", directory.Path()), "/trace-console"});
     Testing::OutputCapture capture;
-    EXPECT_NO_THROW(log->Error("Console still"));
+    EXPECT_NO_THROW(testLog->Error("Console still"));
     EXPECT_FALSE(Trace::IsTraceFileOpen());
     EXPECT_TRUE(Trace::TraceFileStream().fail());
     EXPECT_EQ(std::vector<std::string>{"Console still"}, Testing::TraceTexts(capture.Err()));
@@ -221,7 +221,7 @@ TEST(TraceFile, MissingFolderLeavesTheStreamFailed)
     const fs::path missing = directory.Path() / "missing";
     ConfigureWith({PathSwitch("trace-folder", missing), "/trace-console"});
     Testing::OutputCapture capture;
-    EXPECT_NO_THROW(log->Error("Lost for the file"));
+    EXPECT_NO_THROW(testLog->Error("Lost for the file"));
     EXPECT_FALSE(Trace::IsTraceFileOpen());
     EXPECT_TRUE(Trace::TraceFileStream().fail());
     EXPECT_FALSE(fs::exists(missing));
@@ -234,10 +234,10 @@ TEST(TraceFile, FailedOpenIsRetriedOnTheNextMessage)
     Testing::TraceFileCloser closer;
     const fs::path later = directory.Path() / "later";
     ConfigureWith({PathSwitch("trace-folder", later)});
-    log->Error("lost");
+    testLog->Error("lost");
     EXPECT_FALSE(Trace::IsTraceFileOpen());
     fs::create_directory(later);
-    log->Error("kept");
+    testLog->Error("kept");
     EXPECT_TRUE(Trace::IsTraceFileOpen());
     EXPECT_EQ(std::vector<std::string>{"kept"}, Testing::TraceTexts(ReadSharedFile(later / moduleLog)));
 }
@@ -247,9 +247,9 @@ TEST(TraceFile, BadStreamIsReopenedOnTheNextMessage)
     Testing::TempDirectory directory;
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path())});
-    log->Error("one");
+    testLog->Error("one");
     Trace::TraceFileStream().setstate(std::ios_base::badbit);
-    log->Error("two");
+    testLog->Error("two");
     EXPECT_TRUE(Trace::TraceFileStream().good());
     EXPECT_EQ(std::vector<std::string>{"two"}, Testing::TraceTexts(ReadSharedFile(directory.Path() / moduleLog)));
 }
@@ -275,7 +275,7 @@ TEST(TraceFile, OpenFileCanBeReadAndWrittenByOthers)
     Testing::TempDirectory directory;
     Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-folder", directory.Path())});
-    log->Error("shared");
+    testLog->Error("shared");
     const fs::path path = directory.Path() / moduleLog;
     Base::UniqueKernelHandle other(::CreateFileW(path.wstring().c_str(), GENERIC_READ | GENERIC_WRITE,
                                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,

@@ -21,16 +21,16 @@ namespace {
 using Testing::ConfigureWith;
 using Testing::PathSwitch;
 
-const Trace::Category log("settings");
+const Trace::Category testLog("settings");
 
 void LogEveryLevel()
 {
-    log->Fatal("fatal");
-    log->Error("error");
-    log->Warning("warning");
-    log->Info("info");
-    log->Verbose("verbose");
-    log->Debug("debug");
+    testLog->Fatal("fatal");
+    testLog->Error("error");
+    testLog->Warning("warning");
+    testLog->Info("info");
+    testLog->Verbose("verbose");
+    testLog->Debug("debug");
 }
 
 bool ConsoleSinkOn()
@@ -72,19 +72,19 @@ TEST(TraceSettings, WithoutSettingsNothingIsWrittenAndTheThresholdIsVerbose)
     LogEveryLevel();
     EXPECT_EQ("", capture.Out());
     EXPECT_EQ("", capture.Err());
-    EXPECT_TRUE(log->IsEnabled(Trace::LogLevel::Fatal));
-    EXPECT_TRUE(log->IsEnabled(Trace::LogLevel::Error));
-    EXPECT_TRUE(log->IsEnabled(Trace::LogLevel::Warning));
-    EXPECT_TRUE(log->IsEnabled(Trace::LogLevel::Info));
-    EXPECT_TRUE(log->IsEnabled(Trace::LogLevel::Verbose));
-    EXPECT_FALSE(log->IsEnabled(Trace::LogLevel::Debug));
+    EXPECT_TRUE(testLog->IsEnabled(Trace::LogLevel::Fatal));
+    EXPECT_TRUE(testLog->IsEnabled(Trace::LogLevel::Error));
+    EXPECT_TRUE(testLog->IsEnabled(Trace::LogLevel::Warning));
+    EXPECT_TRUE(testLog->IsEnabled(Trace::LogLevel::Info));
+    EXPECT_TRUE(testLog->IsEnabled(Trace::LogLevel::Verbose));
+    EXPECT_FALSE(testLog->IsEnabled(Trace::LogLevel::Debug));
 }
 
 TEST(TraceSettings, FirstMessageConfiguresTheFramework)
 {
     const char* argv[] = {"trace_tests.exe", "/trace-level:2"};
     Base::ProcessArguments::Populate(2, argv);
-    EXPECT_FALSE(log->IsEnabled(Trace::LogLevel::Info));
+    EXPECT_FALSE(testLog->IsEnabled(Trace::LogLevel::Info));
     EXPECT_EQ(2, Trace::Settings().level);
 }
 
@@ -97,8 +97,8 @@ TEST(TraceSettings, TraceLevelZeroLetsOnlyFatalThrough)
     EXPECT_EQ(std::vector<std::string>{"fatal"}, Testing::TraceTexts(capture.Err()));
     EXPECT_EQ(1u, Testing::SplitLines(capture.Err()).size());
     EXPECT_EQ("", capture.Out());
-    EXPECT_TRUE(log->IsEnabled(Trace::LogLevel::Fatal));
-    EXPECT_FALSE(log->IsEnabled(Trace::LogLevel::Error));
+    EXPECT_TRUE(testLog->IsEnabled(Trace::LogLevel::Fatal));
+    EXPECT_FALSE(testLog->IsEnabled(Trace::LogLevel::Error));
 }
 
 TEST(TraceSettings, TraceLevelReadsPrefixedNumbers)
@@ -126,7 +126,7 @@ TEST(TraceSettings, TraceConsoleWithAnEmptyValueSwitchesTheConsoleOn)
     EXPECT_TRUE(ConsoleSinkOn());
     EXPECT_FALSE(FileSinkOn());
     Testing::OutputCapture capture;
-    log->Info("shown");
+    testLog->Info("shown");
     EXPECT_EQ(std::vector<std::string>{"shown"}, Testing::TraceTexts(capture.Out()));
 }
 
@@ -156,7 +156,7 @@ TEST(TraceSettings, TraceFileWithoutTraceFolderLeavesTheFileSinkOff)
     ConfigureWith({PathSwitch("trace-file", directory.Path() / "alone.log")});
     EXPECT_FALSE(FileSinkOn());
     EXPECT_FALSE(ConsoleSinkOn());
-    log->Error("not in any file");
+    testLog->Error("not in any file");
     EXPECT_TRUE(directory.Files().empty());
 }
 
@@ -165,7 +165,7 @@ TEST(TraceSettings, LoggingFileWithoutTraceFolderLeavesTheFileSinkOff)
     Testing::TempDirectory directory;
     ConfigureWith({PathSwitch("logging-file", directory.Path() / "alone.log")});
     EXPECT_FALSE(FileSinkOn());
-    log->Error("not in any file");
+    testLog->Error("not in any file");
     EXPECT_TRUE(directory.Files().empty());
 }
 
