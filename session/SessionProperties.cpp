@@ -20,16 +20,16 @@ namespace {
 constexpr ULONG performanceCounterClock = 1;
 constexpr ULONG flushTimerSeconds = 5;
 
-void SetWnode(EVENT_TRACE_PROPERTIES& properties)
+void SetWnode(EVENT_TRACE_PROPERTIES& properties, const GUID& sessionGuid)
 {
     properties.Wnode.BufferSize = SessionProperties::BlockSize;
-    properties.Wnode.Guid = SessionGuid;
+    properties.Wnode.Guid = sessionGuid;
     properties.Wnode.ClientContext = performanceCounterClock;
     properties.Wnode.Flags = WNODE_FLAG_TRACED_GUID;
 }
 
 // Copies at most capacity - 1 units and always terminates; the area is zero already.
-void CopyName(EVENT_TRACE_PROPERTIES& properties, ULONG offset, ULONG capacity, const std::wstring& name)
+void CopyName(EVENT_TRACE_PROPERTIES& properties, ULONG offset, ULONG capacity, std::wstring_view name)
 {
     auto* area = reinterpret_cast<wchar_t*>(reinterpret_cast<uint8_t*>(&properties) + offset);
     const size_t length = std::min<size_t>(name.size(), capacity - 1);
@@ -48,7 +48,7 @@ SessionProperties SessionProperties::Build(const std::wstring& sessionName, cons
 {
     SessionProperties built;
     EVENT_TRACE_PROPERTIES& properties = *built.Get();
-    SetWnode(properties);
+    SetWnode(properties, SessionGuid);
     properties.BufferSize = bufferKb;
     // MinimumBuffers and MaximumBuffers stay 0: the system's defaults.
     properties.MaximumFileSize = maxSizeMb;
@@ -65,8 +65,21 @@ SessionProperties SessionProperties::Build(const std::wstring& sessionName, cons
 SessionProperties SessionProperties::Query()
 {
     SessionProperties query;
-    SetWnode(*query.Get());
+    SetWnode(*query.Get(), SessionGuid);
     return query;
+}
+
+SessionProperties SessionProperties::RealTime(const GUID& sessionGuid, std::wstring_view loggerName)
+{
+    SessionProperties built;
+    EVENT_TRACE_PROPERTIES& properties = *built.Get();
+    SetWnode(properties, sessionGuid);
+    properties.LogFileMode = EVENT_TRACE_REAL_TIME_MODE;
+    properties.EnableFlags = 1;
+    properties.LoggerNameOffset = LoggerNameOffset;
+    properties.LogFileNameOffset = LogFileNameOffset;
+    CopyName(properties, LoggerNameOffset, LoggerNameCapacity, loggerName);
+    return built;
 }
 
 std::wstring SessionProperties::LoggerName() const

@@ -1,11 +1,12 @@
 #pragma once
 
-// The properties block of the log session: one zero-filled 2688-byte buffer holding an
+// The properties block of an ETW session: one zero-filled 2688-byte buffer holding an
 // EVENT_TRACE_PROPERTIES and, behind it, room for the logger name (1024 UTF-16 units at
 // offset 120) and the log file path (260 units at offset 2168).
 //
-// Two forms: the build form that StartTraceW starts the session with, and the query
-// form that ControlTraceW fills when it queries or stops the session. In a filled block
+// Three forms: the build form that StartTraceW starts the log session with, the query
+// form that ControlTraceW fills when it queries or stops the session, and the real-time
+// form of the viewer's live session. In a filled block
 // the system puts the names at offsets of its own choosing, so they are read through
 // the block's offsets, and never trusted: an offset of 0, one inside the structure or
 // beyond the block, or a name with no terminator before the block ends, reads as an
@@ -21,6 +22,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Session {
 
@@ -43,6 +45,11 @@ public:
 
     // The query form: only Wnode's size, GUID, clock and flag; no names, no offsets.
     static SessionProperties Query();
+
+    // The real-time form of a viewer's own session: Wnode with the given session GUID,
+    // EVENT_TRACE_REAL_TIME_MODE, EnableFlags 1, both offsets set, loggerName copied to
+    // its area (cut to fit) and no log file name.
+    static SessionProperties RealTime(const GUID& sessionGuid, std::wstring_view loggerName);
 
     SessionProperties(SessionProperties&&) noexcept = default;
     SessionProperties& operator=(SessionProperties&&) noexcept = default;

@@ -1,5 +1,6 @@
 #include "viewer/EventCallback.h"
 
+#include "session/SessionIdentity.h"
 #include "trace/DebugTrace.h"
 #include "trace/EtwWriter.h"
 #include "viewer/ConsoleColour.h"
@@ -7,7 +8,6 @@
 #include "viewer/EventInformation.h"
 #include "viewer/Minidump.h"
 #include "viewer/PropertyReader.h"
-#include "viewer/ProviderIds.h"
 #include "viewer/Symbols.h"
 #include "viewer/ViewOptions.h"
 #include "viewer/WinlogonNames.h"
@@ -37,10 +37,10 @@ Provider Classify(const GUID& provider)
     if (IsEqualGUID(provider, Trace::ProviderGuid)) {
         return Provider::Product;
     }
-    if (IsEqualGUID(provider, WinlogonProviderGuid)) {
+    if (IsEqualGUID(provider, Session::WinlogonProviderGuid)) {
         return Provider::Winlogon;
     }
-    if (IsEqualGUID(provider, KernelProcessProviderGuid)) {
+    if (IsEqualGUID(provider, Session::KernelProcessProviderGuid)) {
         return Provider::KernelProcess;
     }
     return Provider::Other;

@@ -128,10 +128,10 @@ void RunLiveView(ViewOptions& options)
 
     // A session of this name left over from an earlier run (one ended by closing the
     // window, say) would make the start fail; whether there was one does not matter.
-    LiveSessionProperties leftover;
+    Session::SessionProperties leftover = BuildLiveSessionProperties();
     Platform::Etw().ControlTraceW(0, LiveSessionName, leftover.Get(), EVENT_TRACE_CONTROL_STOP);
 
-    LiveSessionProperties started;
+    Session::SessionProperties started = BuildLiveSessionProperties();
     if (const ULONG status = Platform::Etw().StartTraceW(&liveSession, LiveSessionName, started.Get()); status != 0) {
         Trace::TraceError(L"Failed to start trace with error [%u]", status);
         return;
@@ -157,7 +157,7 @@ BOOL WINAPI LiveConsoleCtrlHandler(DWORD)
         Trace::TraceError(L"Attempt to stop the trace failed with error [%u]", status);
     }
     try {
-        LiveSessionProperties properties;
+        Session::SessionProperties properties = BuildLiveSessionProperties();
         if (const ULONG status =
                 Platform::Etw().ControlTraceW(liveSession, nullptr, properties.Get(), EVENT_TRACE_CONTROL_STOP);
             status != 0) {

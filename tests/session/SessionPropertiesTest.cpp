@@ -186,3 +186,25 @@ TEST(SessionProperties, MoveHandsOverTheBlock)
     EXPECT_EQ(block, second.Get());
     EXPECT_EQ(L"C:\\Logs\\k.etl", second.LogFileName());
 }
+
+TEST(SessionProperties, RealTimeFormLaysOutEveryByte)
+{
+    const GUID guid = {0x01020304, 0x0506, 0x0708, {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10}};
+    const SessionProperties properties = SessionProperties::RealTime(guid, L"Live Session");
+
+    std::vector<uint8_t> expected(blockSize, 0);
+    PutUlong(expected, 0, 2688);
+    const uint8_t guidBytes[16] = {0x04, 0x03, 0x02, 0x01, 0x06, 0x05, 0x08, 0x07,
+                                   0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10};
+    std::memcpy(expected.data() + 24, guidBytes, sizeof(guidBytes));
+    PutUlong(expected, 40, 1);       // ClientContext: QPC
+    PutUlong(expected, 44, 0x20000); // WNODE_FLAG_TRACED_GUID
+    PutUlong(expected, 64, 0x100);   // EVENT_TRACE_REAL_TIME_MODE
+    PutUlong(expected, 72, 1);       // EnableFlags
+    PutUlong(expected, 112, 2168);   // LogFileNameOffset, its area left empty
+    PutUlong(expected, 116, 120);    // LoggerNameOffset
+    PutText(expected, 120, L"Live Session");
+    EXPECT_EQ(expected, Bytes(properties));
+    EXPECT_EQ(L"Live Session", properties.LoggerName());
+    EXPECT_EQ(L"", properties.LogFileName());
+}

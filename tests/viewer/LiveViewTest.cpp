@@ -78,7 +78,7 @@ private:
             }
             return;
         }
-        Viewer::LiveSessionProperties properties;
+        Session::SessionProperties properties = Viewer::BuildLiveSessionProperties();
         Platform::Etw().ControlTraceW(0, name.c_str(), properties.Get(), EVENT_TRACE_CONTROL_STOP);
     }
 
@@ -195,7 +195,7 @@ TEST_F(LiveView, RunsTwiceInARow)
     feed.Write(Testing::OperationalEvent(1, 2012));
     Viewer::RunLiveView(options);
     // A session left behind by a run that was killed.
-    Viewer::LiveSessionProperties leftover;
+    Session::SessionProperties leftover = Viewer::BuildLiveSessionProperties();
     TRACEHANDLE handle = 0;
     ASSERT_EQ(0u, Platform::Etw().StartTraceW(&handle, Viewer::LiveSessionName, leftover.Get()));
     controller.ClearCalls();

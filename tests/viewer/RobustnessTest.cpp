@@ -4,11 +4,11 @@
 // end of a readable page with an inaccessible page behind, so that any read past them
 // faults.
 
+#include "session/SessionIdentity.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
 #include "trace/EtwWriter.h"
 #include "viewer/PropertyReader.h"
-#include "viewer/ProviderIds.h"
 
 #include <gtest/gtest.h>
 
@@ -213,9 +213,9 @@ TEST_F(Robustness, RandomPayloadsNeverCrashOrOverread)
         {&Trace::ProviderGuid, 2012, 1, 4, 3},
         {&Trace::ProviderGuid, 2014, 2, 2, 3},
         {&Trace::ProviderGuid, 2021, 1, 1, 1},
-        {&Viewer::WinlogonProviderGuid, 811, 0, 4, 0},
-        {&Viewer::KernelProcessProviderGuid, 1, 0, 4, 0},
-        {&Viewer::KernelProcessProviderGuid, 5, 0, 4, 0},
+        {&Session::WinlogonProviderGuid, 811, 0, 4, 0},
+        {&Session::KernelProcessProviderGuid, 1, 0, 4, 0},
+        {&Session::KernelProcessProviderGuid, 5, 0, 4, 0},
     };
     size_t shown = 0;
     for (const Kind& kind : kinds) {

@@ -1,8 +1,8 @@
 #include "tests/viewer/ViewerEvents.h"
 
+#include "session/SessionIdentity.h"
 #include "tests/emulator/EventSchema.h"
 #include "trace/EtwWriter.h"
-#include "viewer/ProviderIds.h"
 
 namespace Testing {
 
@@ -93,14 +93,14 @@ EventRecordBuilder FaultEvent(std::wstring_view processName, std::string_view de
 
 EventRecordBuilder WinlogonEvent(USHORT id, std::wstring_view subscriber, uint32_t notification)
 {
-    EventRecordBuilder builder(Viewer::WinlogonProviderGuid, id, 0, 4);
+    EventRecordBuilder builder(Session::WinlogonProviderGuid, id, 0, 4);
     builder.Utf16(subscriber).UInt32(notification);
     return builder;
 }
 
 EventRecordBuilder KernelProcessEvent(USHORT id, const KernelFields& fields)
 {
-    EventRecordBuilder builder(Viewer::KernelProcessProviderGuid, id, 0, 4);
+    EventRecordBuilder builder(Session::KernelProcessProviderGuid, id, 0, 4);
     const uint64_t someTime = 133542759010420000ull;
     switch (id) {
     case 1:
