@@ -28,18 +28,23 @@ public:
     SharedRef<RegistryKeyWin32> CreateSubkey(const std::wstring& subkey);
     // Opens a subkey; a missing one throws like any other failure.
     SharedRef<RegistryKeyWin32> OpenSubkey(const std::wstring& subkey, REGSAM desiredAccess);
-    // Whether the subkey can be opened for reading; a missing one gives false.
+    // Whether the subkey can be opened for reading; a missing one gives false, any other
+    // refusal (access denied) throws.
     bool HasSubkey(const std::wstring& subkey);
 
     void SetDword(const std::wstring& name, uint32_t value);
     void SetQword(const std::wstring& name, uint64_t value);
     void SetString(const std::wstring& name, const std::wstring& value);
 
-    // Type and byte size of a value (both zero when it is missing).
+    // Type and byte size of a value. Both are zeroed first, so they stay zero when the
+    // value is missing or the query throws.
     bool QueryValueInfo(const std::wstring& name, uint32_t& type, uint32_t& size);
-    // The output is left as it was when the value is missing.
+    // A REG_DWORD value. The output is left as it was when the value is missing and when
+    // the read throws: a value of another type throws a plain Base::Exception, one larger
+    // than four bytes ERROR_MORE_DATA.
     bool QueryDword(const std::wstring& name, uint32_t& value);
-    // REG_SZ or REG_EXPAND_SZ (unexpanded), without its trailing NULs.
+    // REG_SZ or REG_EXPAND_SZ (unexpanded), without its trailing NULs. The output is left
+    // as it was when the value is missing and when the read throws.
     bool QueryString(const std::wstring& name, std::wstring& value);
 
     // Value names in index order; names of any length.

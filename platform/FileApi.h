@@ -1,8 +1,9 @@
 #pragma once
 
 // File creation, writing and deletion for the files the viewer writes (the manifest
-// copy, minidumps) and the temporary directory they go to; a test can shorten a write or
-// fail a creation through this table.
+// copy, minidumps), the temporary directory they go to, and the resource the manifest
+// comes from; a test can shorten a write, fail a creation or lose a resource through
+// this table.
 
 #include <windows.h>
 
@@ -13,6 +14,10 @@ struct FileApi {
     decltype(&::WriteFile) WriteFile;
     decltype(&::DeleteFileW) DeleteFileW;
     decltype(&::GetTempPathW) GetTempPathW;
+    decltype(&::FindResourceW) FindResourceW;
+    decltype(&::LoadResource) LoadResource;
+    decltype(&::LockResource) LockResource;
+    decltype(&::SizeofResource) SizeofResource;
 };
 
 FileApi& File();

@@ -73,7 +73,8 @@ RegistryApi& Registry()
 
 const FileApi& SystemFile()
 {
-    static const FileApi system{::CreateFileW, ::WriteFile, ::DeleteFileW, ::GetTempPathW};
+    static const FileApi system{::CreateFileW,   ::WriteFile,    ::DeleteFileW,  ::GetTempPathW,
+                                ::FindResourceW, ::LoadResource, ::LockResource, ::SizeofResource};
     return system;
 }
 

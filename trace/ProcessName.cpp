@@ -1,5 +1,7 @@
 #include "trace/ProcessName.h"
 
+#include "base/TextConversion.h"
+
 #include <windows.h>
 
 namespace Trace {
@@ -15,17 +17,15 @@ BOOL CALLBACK FillProcessNames(PINIT_ONCE, PVOID context, PVOID*)
 {
     auto& names = *static_cast<ProcessNames*>(context);
 
-    char narrowPath[MAX_PATH] = {};
-    ::GetModuleFileNameA(nullptr, narrowPath, MAX_PATH);
-    std::string narrow(narrowPath);
-    narrow.erase(0, narrow.find_last_of("\\/") + 1);
-    names.narrow = narrow.substr(0, narrow.find('.'));
-
-    wchar_t widePath[MAX_PATH] = {};
-    ::GetModuleFileNameW(nullptr, widePath, MAX_PATH);
-    std::wstring wide(widePath);
-    wide.erase(0, wide.find_last_of(L"\\/") + 1);
-    names.wide = wide.substr(0, wide.find(L'.'));
+    char path[MAX_PATH] = {};
+    ::GetModuleFileNameA(nullptr, path, MAX_PATH);
+    std::string name(path);
+    name.erase(0, name.find_last_of("\\/") + 1);
+    names.narrow = name.substr(0, name.find('.'));
+    // The wide form is the narrow one converted back from the ANSI code page it was
+    // read in, not a second query: a letter the code page lacks then reads the same in
+    // the trace file's name and in the events, so both name one and the same program.
+    names.wide = Base::AnsiToWide(names.narrow);
     return TRUE;
 }
 

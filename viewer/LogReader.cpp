@@ -91,6 +91,34 @@ void ConsumeLiveSession(ViewOptions& options)
     }
 }
 
+// Steps 2 to 7 of LIVE; false when the session could not be started and enabled.
+// Throws Base::ExceptionWin32 only when a block cannot get a GUID.
+bool RunLiveSession(ViewOptions& options)
+{
+    // A session of this name left over from an earlier run (one ended by closing the
+    // window, say) would make the start fail; whether there was one does not matter.
+    Session::SessionProperties leftover = BuildLiveSessionProperties();
+    Platform::Etw().ControlTraceW(0, LiveSessionName, leftover.Get(), EVENT_TRACE_CONTROL_STOP);
+
+    Session::SessionProperties started = BuildLiveSessionProperties();
+    if (const ULONG status = Platform::Etw().StartTraceW(&liveSession, LiveSessionName, started.Get()); status != 0) {
+        Trace::TraceError(L"Failed to start trace with error [%u]", status);
+        return false;
+    }
+    if (const ULONG status = EnableProductProvider(options); status != 0) {
+        Trace::TraceError(L"Failed to enable trace with error [%u]", status);
+        Platform::Etw().ControlTraceW(0, LiveSessionName, started.Get(), EVENT_TRACE_CONTROL_STOP);
+        return false;
+    }
+    ConsumeLiveSession(options);
+    if (const ULONG status =
+            Platform::Etw().ControlTraceW(liveSession, nullptr, started.Get(), EVENT_TRACE_CONTROL_STOP);
+        status != 0) {
+        Trace::TraceError(L"Failed to stop the trace session with error [%u]", status);
+    }
+    return true;
+}
+
 } // namespace
 
 uint32_t ViewLogFile(const std::wstring& path, ViewOptions& options)
@@ -125,29 +153,17 @@ void RunLiveView(ViewOptions& options)
 {
     Trace::TraceEnter(L"RunLiveView");
     LoadInstrumentationManifest();
-
-    // A session of this name left over from an earlier run (one ended by closing the
-    // window, say) would make the start fail; whether there was one does not matter.
-    Session::SessionProperties leftover = BuildLiveSessionProperties();
-    Platform::Etw().ControlTraceW(0, LiveSessionName, leftover.Get(), EVENT_TRACE_CONTROL_STOP);
-
-    Session::SessionProperties started = BuildLiveSessionProperties();
-    if (const ULONG status = Platform::Etw().StartTraceW(&liveSession, LiveSessionName, started.Get()); status != 0) {
-        Trace::TraceError(L"Failed to start trace with error [%u]", status);
-        return;
+    bool ran = false;
+    try {
+        ran = RunLiveSession(options);
+    } catch (const std::exception& failure) {
+        // Only a block without a GUID of its own gets here; LIVE reports nothing on the
+        // console, so the trace is where it goes.
+        Trace::TraceError(L"Failed to run the live session error [%S]", failure.what());
     }
-    if (const ULONG status = EnableProductProvider(options); status != 0) {
-        Trace::TraceError(L"Failed to enable trace with error [%u]", status);
-        Platform::Etw().ControlTraceW(0, LiveSessionName, started.Get(), EVENT_TRACE_CONTROL_STOP);
-        return;
+    if (ran) {
+        Trace::TraceExit(L"RunLiveView");
     }
-    ConsumeLiveSession(options);
-    if (const ULONG status =
-            Platform::Etw().ControlTraceW(liveSession, nullptr, started.Get(), EVENT_TRACE_CONTROL_STOP);
-        status != 0) {
-        Trace::TraceError(L"Failed to stop the trace session with error [%u]", status);
-    }
-    Trace::TraceExit(L"RunLiveView");
 }
 
 BOOL WINAPI LiveConsoleCtrlHandler(DWORD)

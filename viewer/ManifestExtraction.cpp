@@ -56,20 +56,20 @@ uint32_t ExtractManifest(const std::wstring& path)
 {
     Trace::TraceEnter(L"ExtractManifest");
     const HMODULE module = ::GetModuleHandleW(nullptr);
-    const HRSRC resource = ::FindResourceW(module, manifestResourceName, manifestResourceType);
+    const HRSRC resource = Platform::File().FindResourceW(module, manifestResourceName, manifestResourceType);
     if (resource == nullptr) {
         const DWORD error = ::GetLastError();
         Trace::TraceError(L"Failed to find resource with error [%u]", error);
         return error;
     }
-    const HGLOBAL loaded = ::LoadResource(module, resource);
+    const HGLOBAL loaded = Platform::File().LoadResource(module, resource);
     if (loaded == nullptr) {
         const DWORD error = ::GetLastError();
         Trace::TraceError(L"Failed to load resource with error %u", error);
         return error;
     }
-    const void* bytes = ::LockResource(loaded);
-    const DWORD size = ::SizeofResource(module, resource);
+    const void* bytes = Platform::File().LockResource(loaded);
+    const DWORD size = Platform::File().SizeofResource(module, resource);
     const uint32_t result = WriteManifest(path, bytes, size);
     if (result == ERROR_SUCCESS) {
         Trace::TraceExit(L"ExtractManifest");

@@ -50,6 +50,30 @@ std::wstring Utf8Text(const std::vector<uint8_t>& bytes)
     return text;
 }
 
+ULONG QuerySize(EVENT_RECORD* event, PROPERTY_DATA_DESCRIPTOR& descriptor, ULONG& size)
+{
+    return Platform::Tdh().TdhGetPropertySize(event, 0, nullptr, 1, &descriptor, &size);
+}
+
+// A number is read only when TDH reports exactly its width: bytes of any other count are
+// not this number, whatever a template says, so the value stays as the caller set it.
+template <typename Number> ULONG ReadNumberProperty(const EVENT_RECORD& record, const wchar_t* name, Number& value)
+{
+    EVENT_RECORD* event = const_cast<EVENT_RECORD*>(&record);
+    PROPERTY_DATA_DESCRIPTOR descriptor = Describe(name);
+    ULONG size = 0;
+    ULONG status = QuerySize(event, descriptor, size);
+    if (status != ERROR_SUCCESS || size != sizeof(Number)) {
+        return status;
+    }
+    Number read = 0;
+    status = Platform::Tdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, reinterpret_cast<PBYTE>(&read));
+    if (status == ERROR_SUCCESS) {
+        value = read;
+    }
+    return status;
+}
+
 std::wstring Trim(std::wstring text)
 {
     while (!text.empty() && std::iswspace(text.back())) {
@@ -69,7 +93,7 @@ ULONG ReadPropertyBytes(const EVENT_RECORD& record, const wchar_t* name, std::ve
     EVENT_RECORD* event = const_cast<EVENT_RECORD*>(&record);
     PROPERTY_DATA_DESCRIPTOR descriptor = Describe(name);
     ULONG size = 0;
-    ULONG status = Platform::Tdh().TdhGetPropertySize(event, 0, nullptr, 1, &descriptor, &size);
+    ULONG status = QuerySize(event, descriptor, size);
     if (status != ERROR_SUCCESS) {
         return status;
     }
@@ -106,12 +130,12 @@ ULONG ReadAnsiProperty(const EVENT_RECORD& record, const wchar_t* name, std::str
 
 ULONG ReadUInt32Property(const EVENT_RECORD& record, const wchar_t* name, uint32_t& value)
 {
-    std::vector<uint8_t> bytes;
-    const ULONG status = ReadPropertyBytes(record, name, bytes);
-    if (status == ERROR_SUCCESS && bytes.size() == sizeof(uint32_t)) {
-        std::memcpy(&value, bytes.data(), sizeof(uint32_t));
-    }
-    return status;
+    return ReadNumberProperty(record, name, value);
+}
+
+ULONG ReadUInt16Property(const EVENT_RECORD& record, const wchar_t* name, uint16_t& value)
+{
+    return ReadNumberProperty(record, name, value);
 }
 
 void PrintTextProperty(const EVENT_RECORD& record, const wchar_t* name)

@@ -28,9 +28,12 @@ ULONG ReadTextProperty(const EVENT_RECORD& record, const wchar_t* name, std::wst
 // Narrow text: the bytes less one final NUL, if there is one.
 ULONG ReadAnsiProperty(const EVENT_RECORD& record, const wchar_t* name, std::string& text);
 
-// A 32-bit number. A property of any other size reads as success with the value left as
-// it was (callers start from 0).
+// A 32-bit number, read only when TDH reports exactly 4 bytes. A property of any other
+// size is not read: success, with the value left as it was (callers start from 0).
 ULONG ReadUInt32Property(const EVENT_RECORD& record, const wchar_t* name, uint32_t& value);
+
+// A 16-bit number, read only when TDH reports exactly 2 bytes; otherwise as above.
+ULONG ReadUInt16Property(const EVENT_RECORD& record, const wchar_t* name, uint16_t& value);
 
 // Writes the text property to std::wcout with non-printable characters escaped ("\uXXXX")
 // and line feeds kept; writes nothing when it cannot be read.

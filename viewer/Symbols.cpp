@@ -68,11 +68,8 @@ void InitialiseProcess(DWORD processId)
 
 uint16_t ReadMachine(const EVENT_RECORD& record)
 {
-    std::vector<uint8_t> bytes;
     uint16_t machine = 0;
-    if (ReadPropertyBytes(record, L"machine", bytes) == ERROR_SUCCESS && bytes.size() == sizeof(machine)) {
-        std::memcpy(&machine, bytes.data(), sizeof(machine));
-    }
+    ReadUInt16Property(record, L"machine", machine);
     return machine;
 }
 

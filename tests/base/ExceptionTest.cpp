@@ -56,8 +56,14 @@ TEST(ExceptionWin32, FromCodeAloneIsTheErrorText)
 TEST(ExceptionWin32, FromMessageAndCodeJoinsThemWithADash)
 {
     const Base::ExceptionWin32 error("Failed to open registry key", ERROR_ACCESS_DENIED);
+    const std::string text = error.what();
 
-    EXPECT_EQ("Failed to open registry key - " + Base::Win32ErrorText(ERROR_ACCESS_DENIED), error.what());
+    EXPECT_EQ("Failed to open registry key - " + Base::Win32ErrorText(ERROR_ACCESS_DENIED), text);
+    // The system's sentence sits between the dash and the code, on one line.
+    EXPECT_TRUE(text.starts_with("Failed to open registry key - ")) << text;
+    EXPECT_TRUE(text.ends_with(" (Err 5)")) << text;
+    EXPECT_GT(text.size(), std::string("Failed to open registry key -  (Err 5)").size()) << text;
+    EXPECT_EQ(std::string::npos, text.find_first_of("\r\n")) << text;
     EXPECT_EQ(5u, error.ErrorCode());
 }
 

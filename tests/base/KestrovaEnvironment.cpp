@@ -4,35 +4,28 @@
 
 #include <windows.h>
 
-#include <string>
-
 namespace Testing {
 
-namespace {
-
-std::vector<std::string> KestrovaVariableNames()
+std::vector<std::string> KestrovaEnvironmentStrings()
 {
-    std::vector<std::string> names;
+    std::vector<std::string> strings;
     LPCH block = ::GetEnvironmentStrings();
     if (block == nullptr) {
-        return names;
+        return strings;
     }
     for (const char* entry = block; *entry != '\0'; entry += std::char_traits<char>::length(entry) + 1) {
-        const std::string_view text(entry);
-        if (Base::FindIgnoreCase(text, "KESTROVA_") == 0) {
-            names.emplace_back(text.substr(0, text.find('=')));
+        if (Base::FindIgnoreCase(entry, "KESTROVA_") == 0) {
+            strings.emplace_back(entry);
         }
     }
     ::FreeEnvironmentStringsA(block);
-    return names;
+    return strings;
 }
-
-} // namespace
 
 ClearedKestrovaEnvironment::ClearedKestrovaEnvironment()
 {
-    for (const std::string& name : KestrovaVariableNames()) {
-        removed.push_back(std::make_unique<ScopedEnvironment>(name, std::nullopt));
+    for (const std::string& variable : KestrovaEnvironmentStrings()) {
+        removed.push_back(std::make_unique<ScopedEnvironment>(variable.substr(0, variable.find('=')), std::nullopt));
     }
 }
 

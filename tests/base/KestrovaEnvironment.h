@@ -1,15 +1,21 @@
 #pragma once
 
-// Removes every KESTROVA_ environment variable that the test process inherited (a
-// developer's shell may set some) and puts them back afterwards, so that a test which
-// asserts the whole argument store sees only the variables it sets itself.
+// The KESTROVA_ variables of the test process. ClearedKestrovaEnvironment removes every
+// one that the process inherited (a developer's shell may set some) and puts them back
+// afterwards, so that a test which asserts the whole argument store sees only the
+// variables it sets itself.
 
 #include "tests/support/ScopedEnvironment.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Testing {
+
+// The NAME=VALUE strings whose name starts with KESTROVA_ (in any case), in the order of
+// the process environment block.
+std::vector<std::string> KestrovaEnvironmentStrings();
 
 class ClearedKestrovaEnvironment {
 public:

@@ -76,6 +76,8 @@ TEST(ProcessArgumentsCommandLine, DashAndBareWordsAreFieldsAndNotIndexed)
     EXPECT_EQ((Argument{field, "debug", "", ""}), ProcessArguments::CommandLineAt(2));
     EXPECT_FALSE(ProcessArguments::Has("debug"));
     EXPECT_FALSE(ProcessArguments::Has("-debug"));
+    // A field's empty name is not indexed either.
+    EXPECT_FALSE(ProcessArguments::Has(""));
     EXPECT_FALSE(ProcessArguments::GetBool("debug"));
 }
 

@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 using Base::Argument;
 using Base::ProcessArguments;
 using Testing::EnvironmentFlag;
@@ -88,4 +91,30 @@ TEST(ProcessArgumentsEnvironment, CommandLineWinsAndBothAreLogged)
         "name:\"level\", value:\"fromEnvironment\" }",
     };
     Testing::ExpectOnlyOutput(capture, expected);
+}
+
+TEST(ProcessArgumentsEnvironment, VariablesFollowTheCommandLineInBlockOrder)
+{
+    Testing::ClearedKestrovaEnvironment cleared;
+    ScopedEnvironment zeta("KESTROVA_zeta", "1");
+    ScopedEnvironment alpha("KESTROVA_alpha", "");
+    ScopedEnvironment mid("KESTROVA_mid", "3");
+    const std::vector<std::string> blockOrder = Testing::KestrovaEnvironmentStrings();
+    ASSERT_EQ(3u, blockOrder.size());
+    Testing::EnableConsoleTrace();
+    PopulateFrom({"registry_tests.exe", "/a:1"});
+    Testing::OutputCapture capture;
+
+    ProcessArguments::LogArguments();
+
+    std::vector<std::string> logged;
+    for (const std::string& message : Testing::LoggedMessages(capture.Out())) {
+        const size_t full = message.find("full:\"");
+        if (full != std::string::npos && message.compare(full + 6, 9, "KESTROVA_") == 0) {
+            logged.push_back(message.substr(full + 6, message.find('"', full + 6) - full - 6));
+        }
+    }
+    EXPECT_EQ(blockOrder, logged);
+    // The first entry after the command line is the first variable of the block.
+    EXPECT_EQ(blockOrder[0], ProcessArguments::CommandLineAt(2).full);
 }

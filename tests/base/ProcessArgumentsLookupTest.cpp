@@ -1,8 +1,10 @@
 #include "base/ProcessArguments.h"
 #include "tests/base/ArgumentStoreTesting.h"
+#include "tests/base/ConsoleTrace.h"
 #include "tests/base/KestrovaEnvironment.h"
 #include "tests/base/ThrownException.h"
 #include "tests/support/NamedLock.h"
+#include "tests/support/OutputCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -85,6 +87,19 @@ TEST(ProcessArgumentsLookup, GetUIntParsesPrefixesAndFallsBackToTheDefault)
     EXPECT_EQ(42u, ProcessArguments::GetUInt("decimal", 7));
     EXPECT_EQ(7u, ProcessArguments::GetUInt("flag", 7));
     EXPECT_EQ(7u, ProcessArguments::GetUInt("absent", 7));
+}
+
+TEST(ProcessArgumentsLookup, UnparsableNumberGivesTheDefaultSilently)
+{
+    Testing::EnableConsoleTrace();
+    PopulateFrom({"registry_tests.exe", "/letters:abc", "/overflow:4294967296"});
+    Testing::OutputCapture capture;
+
+    EXPECT_EQ(9u, ProcessArguments::GetUInt("letters", 9));
+    EXPECT_EQ(9u, ProcessArguments::GetUInt("overflow", 9));
+
+    EXPECT_EQ("", capture.Out());
+    EXPECT_EQ("", capture.Err());
 }
 
 TEST(ProcessArgumentsLookup, PopulateAgainStartsFromScratch)

@@ -3,6 +3,7 @@
 #include "platform/RegistryApi.h"
 #include "tests/base/ArgumentStoreTesting.h"
 #include "tests/base/ArgumentsKeyValues.h"
+#include "tests/base/CodePageSamples.h"
 #include "tests/base/ConsoleTrace.h"
 #include "tests/base/LoggedMessages.h"
 #include "tests/base/ThrownException.h"
@@ -14,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <vector>
 
 using Base::Argument;
 using Base::ProcessArguments;
@@ -63,6 +65,23 @@ LSTATUS WINAPI SecondGuardedDataReadDenied(HKEY key, LPCWSTR name, LPDWORD reser
     return Platform::SystemRegistry().RegQueryValueExW(key, name, reserved, type, data, size);
 }
 
+// Every key the run opens, with the access asked for and what the registry answered.
+struct OpenedKey {
+    HKEY parent;
+    std::wstring subkey;
+    REGSAM desiredAccess;
+    LSTATUS status;
+    HKEY key;
+};
+std::vector<OpenedKey> openedKeys;
+
+LSTATUS WINAPI RecordingOpenKey(HKEY parent, LPCWSTR subkey, DWORD options, REGSAM desiredAccess, PHKEY result)
+{
+    const LSTATUS status = Platform::SystemRegistry().RegOpenKeyExW(parent, subkey, options, desiredAccess, result);
+    openedKeys.push_back({parent, subkey, desiredAccess, status, status == ERROR_SUCCESS ? *result : nullptr});
+    return status;
+}
+
 } // namespace
 
 TEST(ProcessArgumentsRegistry, StringAndDwordValuesBecomeNamedArguments)
@@ -84,6 +103,25 @@ TEST(ProcessArgumentsRegistry, StringAndDwordValuesBecomeNamedArguments)
     EXPECT_EQ((Argument{registryNamed, productPath, terminatorOnly.narrow, ""}), Found(terminatorOnly.narrow));
     EXPECT_EQ(42u, ProcessArguments::GetUInt(number.narrow, 0));
     EXPECT_EQ(1u, ProcessArguments::CommandLineCount());
+}
+
+// Names and data leave the registry as UTF-16 and enter the store in the console code page.
+TEST(ProcessArgumentsRegistry, NameAndDataAreConvertedToTheConsoleCodePage)
+{
+    const UINT codePage = Testing::EffectiveCodePage(::GetConsoleCP());
+    const auto eAcute = Testing::SmallEAcute(codePage);
+    if (!eAcute) {
+        GTEST_SKIP() << "no expectation for console input code page " << codePage;
+    }
+    ArgumentsKeyValues product(Testing::ProductArgumentsPath);
+    const std::wstring unique = Testing::UniqueName(L"kestrova-test-");
+    const std::wstring wideName = unique + L"-\u00E9";
+    const std::string name = std::string(unique.begin(), unique.end()) + "-" + *eAcute;
+    product.SetString(wideName, L"caf\u00E9");
+
+    PopulateFrom({"registry_tests.exe"});
+
+    EXPECT_EQ((Argument{registryNamed, productPath, name, "caf" + *eAcute}), Found(name));
 }
 
 TEST(ProcessArgumentsRegistry, OtherTypesAndEmptyStringsAreSkipped)
@@ -191,4 +229,50 @@ TEST(ProcessArgumentsRegistry, FailureInTheProductKeyKeepsWhatWasReadBefore)
             Testing::Win32Text("Unable to query STRING registry value", ERROR_ACCESS_DENIED) + "\" }",
     };
     EXPECT_EQ(expected, Testing::LoggedMessages(capture.Err()));
+}
+
+// The executable's own key is probed first and, being absent, skipped without a failure;
+// the product key is probed, opened for reading on HKEY_LOCAL_MACHINE and listed.
+TEST(ProcessArgumentsRegistry, AbsentExecutableKeyIsSkippedQuietly)
+{
+    Testing::EnableConsoleTrace();
+    ArgumentsKeyValues product(Testing::ProductArgumentsPath);
+    HKEY leftover = nullptr;
+    ASSERT_EQ(ERROR_FILE_NOT_FOUND,
+              ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, Testing::ProcessArgumentsPath, 0, KEY_READ, &leftover))
+        << "a test left the executable's arguments key behind";
+    const UniqueValueName name;
+    product.SetString(name.wide, L"fromProduct");
+    Testing::ScopedApi<Platform::RegistryApi> registry(Platform::Registry());
+    registry->RegOpenKeyExW = RecordingOpenKey;
+    Testing::OutputCapture capture;
+
+    PopulateFrom({"registry_tests.exe"});
+
+    const std::wstring wideProcessPath = Testing::ProcessArgumentsPath;
+    const std::wstring wideProductPath = Testing::ProductArgumentsPath;
+    ASSERT_EQ(3u, openedKeys.size());
+    for (const OpenedKey& opened : openedKeys) {
+        EXPECT_EQ(HKEY_LOCAL_MACHINE, opened.parent);
+        EXPECT_EQ(static_cast<REGSAM>(KEY_READ), opened.desiredAccess);
+    }
+    EXPECT_EQ(wideProcessPath, openedKeys[0].subkey);
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, openedKeys[0].status);
+    EXPECT_EQ(wideProductPath, openedKeys[1].subkey);
+    EXPECT_EQ(wideProductPath, openedKeys[2].subkey);
+    ASSERT_EQ(ERROR_SUCCESS, openedKeys[2].status);
+
+    const std::string root = Testing::HexField(HKEY_LOCAL_MACHINE);
+    const std::string key = Testing::HexField(openedKeys[2].key);
+    const std::vector<std::string> expected{
+        "DEBUG registry - Did not find subkey { desiredAccess:131097, subkey:\"" + processPath + "\", _handle:" + root +
+            " }",
+        "DEBUG registry - Found subkey { desiredAccess:131097, subkey:\"" + productPath + "\", _handle:" + root + " }",
+        "DEBUG registry - Successfully opened key { desiredAccess:131097, subkey:\"" + productPath + "\", key:" + key +
+            ", _handle:" + root + " }",
+        "DEBUG registry - Enumerated value { name:\"" + name.narrow + "\", valueIndex:0, _handle:" + key + " }",
+        "DEBUG registry - Queried STRING { value:\"fromProduct\", name:\"" + name.narrow + "\", _handle:" + key + " }",
+    };
+    Testing::ExpectOnlyOutput(capture, expected);
+    EXPECT_EQ((Argument{registryNamed, productPath, name.narrow, "fromProduct"}), Found(name.narrow));
 }

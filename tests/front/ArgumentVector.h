@@ -4,6 +4,7 @@
 // Front::Main and Base::ProcessArguments::Populate in-process.
 
 #include "base/ProcessArguments.h"
+#include "tests/support/NamedLock.h"
 
 #include <string>
 #include <utility>
@@ -33,9 +34,12 @@ private:
 };
 
 // Fills the argument store as ksdiag would with this command line (and the process's
-// environment and registry arguments keys).
+// environment and registry arguments keys). The arguments-keys lock is held while the
+// keys are read: other tests of this executable write "level" and "buffer" into its
+// own key, and a store filled meanwhile would answer with their values.
 inline void PopulateArguments(std::vector<std::string> arguments)
 {
+    const NamedLock lock(ArgumentsKeyLockName);
     ArgumentVector vector(std::move(arguments));
     Base::ProcessArguments::Populate(vector.Count(), vector.Data());
 }

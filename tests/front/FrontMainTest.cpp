@@ -2,11 +2,14 @@
 #include "base/Exception.h"
 #include "front/Main.h"
 #include "front/Usage.h"
+#include "tests/emulator/ProviderEmulator.h"
 #include "tests/front/ArgumentVector.h"
 #include "tests/front/FakeOperations.h"
+#include "tests/support/NamedLock.h"
 #include "tests/support/OutputCapture.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TraceLines.h"
+#include "trace/CrashHandler.h"
 #include "trace/DebugTrace.h"
 
 #include <gtest/gtest.h>
@@ -29,6 +32,9 @@ struct MainRun {
 
 MainRun RunMain(std::vector<std::string> arguments)
 {
+    // Main fills the store from this executable's registry arguments key, which other
+    // tests of it write "level" and "buffer" into while they hold this lock.
+    const Testing::NamedLock lock(Testing::ArgumentsKeyLockName);
     Testing::ArgumentVector vector(std::move(arguments));
     Testing::OutputCapture capture;
     MainRun run;
@@ -60,6 +66,19 @@ TEST(FrontMain, NoCommandPrintsBannerThenInsufficientArguments)
     Testing::FakeOperations operations;
     const MainRun run = RunMain({"..\\Tools\\KsDiag"});
     ExpectRun(run, -1, banner, "Insufficient arguments. Run ..\\Tools\\KsDiag /? for help.\n");
+}
+
+TEST(FrontMain, StartUpInstallsTheCrashHandlersAndRegistersNoProvider)
+{
+    Testing::ProviderEmulator provider;
+    Testing::FakeOperations operations;
+    const MainRun run = RunMain({"ksdiag", "STATUS", "/nologo"});
+    EXPECT_EQ(0, run.exitCode);
+    // The events ksdiag reads are always those of other components.
+    EXPECT_TRUE(provider.Registrations().empty());
+    const LPTOP_LEVEL_EXCEPTION_FILTER installed = ::SetUnhandledExceptionFilter(nullptr);
+    ::SetUnhandledExceptionFilter(installed);
+    EXPECT_EQ(&Trace::OnUnhandledException, installed);
 }
 
 TEST(FrontMain, NoLogoAloneIsTakenAsTheCommandWord)

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iomanip>
 #include <stdexcept>
+#include <utility>
 
 namespace Testing {
 
@@ -61,6 +62,20 @@ RegistryValue StringValue(const std::wstring& name, const std::wstring& value)
 RegistryValue BinaryValue(const std::wstring& name, std::vector<uint8_t> bytes)
 {
     return {name, REG_BINARY, std::move(bytes)};
+}
+
+std::vector<RegistryValue> SortedByName(std::vector<RegistryValue> values)
+{
+    std::sort(values.begin(), values.end(),
+              [](const RegistryValue& left, const RegistryValue& right) { return left.name < right.name; });
+    return values;
+}
+
+std::vector<RegistryValue> ProviderKeyValues(uint64_t matchAnyKeyword, uint32_t level, uint32_t enableProperty)
+{
+    return {DwordValue(L"Enabled", 1), QwordValue(L"MatchAnyKeyword", matchAnyKeyword),
+            QwordValue(L"MatchAllKeyword", 0), DwordValue(L"EnableLevel", level),
+            DwordValue(L"EnableProperty", enableProperty)};
 }
 
 void PrintTo(const RegistryValue& value, std::ostream* stream)
@@ -122,9 +137,7 @@ std::vector<RegistryValue> AutologgerDefinition::Values(const std::wstring& subk
         }
         values.push_back(MakeValue(std::wstring(name, nameLength), type, data, size));
     }
-    std::sort(values.begin(), values.end(),
-              [](const RegistryValue& left, const RegistryValue& right) { return left.name < right.name; });
-    return values;
+    return SortedByName(std::move(values));
 }
 
 std::vector<std::wstring> AutologgerDefinition::Subkeys() const

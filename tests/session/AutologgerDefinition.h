@@ -34,6 +34,13 @@ RegistryValue BinaryValue(const std::wstring& name, std::vector<uint8_t> bytes);
 
 void PrintTo(const RegistryValue& value, std::ostream* stream);
 
+// Sorted by name, as AutologgerDefinition::Values() lists them.
+std::vector<RegistryValue> SortedByName(std::vector<RegistryValue> values);
+
+// The five values of a provider key in the order they are written: Enabled 1, the
+// keywords (match-all 0), the level and the enable property.
+std::vector<RegistryValue> ProviderKeyValues(uint64_t matchAnyKeyword, uint32_t level, uint32_t enableProperty);
+
 class AutologgerDefinition {
 public:
     AutologgerDefinition();

@@ -15,26 +15,12 @@
 namespace {
 
 using Testing::DwordValue;
-using Testing::QwordValue;
+using Testing::ProviderKeyValues;
 using Testing::RegistryValue;
+using Testing::SortedByName;
 using Testing::StringValue;
 
 constexpr uint64_t allKeywords = 0xFFFFFFFFFFFFFFFFull;
-
-std::vector<RegistryValue> Sorted(std::vector<RegistryValue> values)
-{
-    std::sort(values.begin(), values.end(),
-              [](const RegistryValue& left, const RegistryValue& right) { return left.name < right.name; });
-    return values;
-}
-
-// The five values of a provider key, in the order they are written.
-std::vector<RegistryValue> ProviderValues(uint64_t matchAnyKeyword, uint32_t level, uint32_t enableProperty)
-{
-    return {DwordValue(L"Enabled", 1), QwordValue(L"MatchAnyKeyword", matchAnyKeyword),
-            QwordValue(L"MatchAllKeyword", 0), DwordValue(L"EnableLevel", level),
-            DwordValue(L"EnableProperty", enableProperty)};
-}
 
 RPC_STATUS RPC_ENTRY FailingUuidToString(UUID*, RPC_WSTR*)
 {
@@ -109,15 +95,23 @@ TEST_F(RebootLoggingTest, WritesTheSessionAndProviderKeysInOrder)
               registry.Writes());
 
     std::vector<RegistryValue> written = SessionValues(0, EVENT_TRACE_FILE_MODE_CIRCULAR);
-    for (const auto& values : {ProviderValues(allKeywords, 4, 2), ProviderValues(allKeywords, 5, 2)}) {
+    for (const auto& values : {ProviderKeyValues(allKeywords, 4, 2), ProviderKeyValues(allKeywords, 5, 2)}) {
         written.insert(written.end(), values.begin(), values.end());
     }
     EXPECT_EQ(written, registry.WrittenValues());
+    // The parent only needs to take new subkeys; the keys written are created for writing.
+    EXPECT_EQ((std::vector<std::wstring>{
+                  L"open SYSTEM\\CurrentControlSet\\Control\\WMI\\Autologger access 0x4",
+                  L"create Kestrova Diagnostics Log access 0x20006 options 0",
+                  L"create " + product + L" access 0x20006 options 0",
+                  L"create " + winlogon + L" access 0x20006 options 0",
+              }),
+              registry.KeyAccesses());
 
-    EXPECT_EQ(Sorted(SessionValues(0, EVENT_TRACE_FILE_MODE_CIRCULAR)), autologger.Values());
+    EXPECT_EQ(SortedByName(SessionValues(0, EVENT_TRACE_FILE_MODE_CIRCULAR)), autologger.Values());
     EXPECT_EQ((std::vector<std::wstring>{product, winlogon}), autologger.Subkeys());
-    EXPECT_EQ(Sorted(ProviderValues(allKeywords, 4, 2)), autologger.Values(product));
-    EXPECT_EQ(Sorted(ProviderValues(allKeywords, 5, 2)), autologger.Values(winlogon));
+    EXPECT_EQ(SortedByName(ProviderKeyValues(allKeywords, 4, 2)), autologger.Values(product));
+    EXPECT_EQ(SortedByName(ProviderKeyValues(allKeywords, 5, 2)), autologger.Values(winlogon));
     EXPECT_EQ(registry.OpenedKeys(), registry.ClosedKeys());
     EXPECT_EQ((std::vector<std::string>{"  ENTER : ConfigureRebootLogging",
                                         "   EXIT : ConfigureRebootLogging returned [true]"}),
@@ -130,7 +124,7 @@ TEST_F(RebootLoggingTest, SequentialSessionGetsFileMaxSixteen)
 {
     AddReportedSession(EVENT_TRACE_FILE_MODE_SEQUENTIAL);
     EXPECT_TRUE(Session::ConfigureRebootLogging(18, false, false, false, false));
-    EXPECT_EQ(Sorted(SessionValues(16, EVENT_TRACE_FILE_MODE_SEQUENTIAL)), autologger.Values());
+    EXPECT_EQ(SortedByName(SessionValues(16, EVENT_TRACE_FILE_MODE_SEQUENTIAL)), autologger.Values());
 }
 
 TEST_F(RebootLoggingTest, CallstacksAndKernelProcessKeywordsReachTheProviderKeys)
@@ -140,9 +134,9 @@ TEST_F(RebootLoggingTest, CallstacksAndKernelProcessKeywordsReachTheProviderKeys
     EXPECT_EQ((std::vector<std::wstring>{Testing::KernelProcessProviderKey, Testing::ProductProviderKey,
                                          Testing::WinlogonProviderKey}),
               autologger.Subkeys());
-    EXPECT_EQ(Sorted(ProviderValues(allKeywords, 18, 6)), autologger.Values(Testing::ProductProviderKey));
-    EXPECT_EQ(Sorted(ProviderValues(allKeywords, 5, 2)), autologger.Values(Testing::WinlogonProviderKey));
-    EXPECT_EQ(Sorted(ProviderValues(0x50, 5, 2)), autologger.Values(Testing::KernelProcessProviderKey));
+    EXPECT_EQ(SortedByName(ProviderKeyValues(allKeywords, 18, 6)), autologger.Values(Testing::ProductProviderKey));
+    EXPECT_EQ(SortedByName(ProviderKeyValues(allKeywords, 5, 2)), autologger.Values(Testing::WinlogonProviderKey));
+    EXPECT_EQ(SortedByName(ProviderKeyValues(0x50, 5, 2)), autologger.Values(Testing::KernelProcessProviderKey));
 }
 
 TEST_F(RebootLoggingTest, EarlierDefinitionLeavesNoStaleKeyOrValue)
@@ -151,7 +145,7 @@ TEST_F(RebootLoggingTest, EarlierDefinitionLeavesNoStaleKeyOrValue)
     autologger.Set(L"", DwordValue(L"Stale", 7));
     autologger.Set(Testing::KernelProcessProviderKey, DwordValue(L"EnableLevel", 5));
     EXPECT_TRUE(Session::ConfigureRebootLogging(18, false, false, false, false));
-    EXPECT_EQ(Sorted(SessionValues(0, EVENT_TRACE_FILE_MODE_CIRCULAR)), autologger.Values());
+    EXPECT_EQ(SortedByName(SessionValues(0, EVENT_TRACE_FILE_MODE_CIRCULAR)), autologger.Values());
     EXPECT_EQ((std::vector<std::wstring>{Testing::ProductProviderKey, Testing::WinlogonProviderKey}),
               autologger.Subkeys());
 }
@@ -195,8 +189,9 @@ TEST_F(RebootLoggingTest, WriteFailureKeepsWhatWasWrittenBefore)
     registry.FailSetValue(L"FileName", ERROR_ACCESS_DENIED);
 
     EXPECT_FALSE(Session::ConfigureRebootLogging(18, false, false, false, false));
-    EXPECT_EQ(Sorted({DwordValue(L"BufferSize", 64), DwordValue(L"MinimumBuffers", 8), DwordValue(L"ClockType", 2)}),
-              autologger.Values());
+    EXPECT_EQ(
+        SortedByName({DwordValue(L"BufferSize", 64), DwordValue(L"MinimumBuffers", 8), DwordValue(L"ClockType", 2)}),
+        autologger.Values());
     EXPECT_TRUE(autologger.Subkeys().empty());
     EXPECT_EQ("  ERROR : Failed to create auto logger error [Failed to set registry value - " +
                   Base::Win32ErrorText(ERROR_ACCESS_DENIED) + "]",

@@ -1,5 +1,6 @@
 #include "tests/session/RegistryInterceptor.h"
 
+#include <cwchar>
 #include <stdexcept>
 
 namespace Testing {
@@ -11,6 +12,13 @@ RegistryInterceptor* active = nullptr;
 bool EndsWith(const std::wstring& text, const std::wstring& suffix)
 {
     return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+std::wstring Hex(unsigned long value)
+{
+    wchar_t text[16] = {};
+    std::swprintf(text, 16, L"0x%lx", value);
+    return text;
 }
 
 } // namespace
@@ -38,6 +46,8 @@ LSTATUS WINAPI RegistryInterceptor::CreateKey(HKEY key, LPCWSTR subkey, DWORD re
                                               LPDWORD disposition)
 {
     active->writes.push_back(L"create " + std::wstring(subkey));
+    active->keyAccesses.push_back(L"create " + std::wstring(subkey) + L" access " + Hex(desired) + L" options " +
+                                  std::to_wstring(options));
     const LSTATUS status = active->registry.Saved().RegCreateKeyExW(key, subkey, reserved, keyClass, options, desired,
                                                                     security, result, disposition);
     active->opened += status == ERROR_SUCCESS ? 1 : 0;
@@ -46,6 +56,7 @@ LSTATUS WINAPI RegistryInterceptor::CreateKey(HKEY key, LPCWSTR subkey, DWORD re
 
 LSTATUS WINAPI RegistryInterceptor::OpenKey(HKEY key, LPCWSTR subkey, DWORD options, REGSAM desired, PHKEY result)
 {
+    active->keyAccesses.push_back(L"open " + std::wstring(subkey) + L" access " + Hex(desired));
     for (const auto& [suffix, code] : active->openFailures) {
         if (EndsWith(subkey, suffix)) {
             *result = nullptr;

@@ -32,6 +32,11 @@ public:
     // The values written, in call order.
     const std::vector<RegistryValue>& WrittenValues() const noexcept { return writtenValues; }
 
+    // Every open and create in call order, with the access asked for (and the options
+    // of a create), e.g. "open SYSTEM\...\Autologger access 0x4" or
+    // "create Kestrova Diagnostics Log access 0x20006 options 0".
+    const std::vector<std::wstring>& KeyAccesses() const noexcept { return keyAccesses; }
+
     // Keys the product opened or created successfully, and RegCloseKey calls.
     uint32_t OpenedKeys() const noexcept { return opened; }
     uint32_t ClosedKeys() const noexcept { return closed; }
@@ -54,6 +59,7 @@ private:
     ScopedApi<Platform::RegistryApi> registry;
     std::vector<std::wstring> writes;
     std::vector<RegistryValue> writtenValues;
+    std::vector<std::wstring> keyAccesses;
     std::map<std::wstring, LSTATUS> setFailures;
     std::map<std::wstring, LSTATUS> openFailures;
     LSTATUS deleteFailure = ERROR_SUCCESS;

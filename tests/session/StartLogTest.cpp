@@ -232,6 +232,51 @@ TEST_F(StartLogTest, ExistingLogDirectoryOnlyWarns)
     EXPECT_TRUE(etw.FindSession(Testing::LogSessionName));
 }
 
+TEST_F(StartLogTest, MissingParentFoldersAreCreatedWithoutWarning)
+{
+    Session::StartOptions options = DefaultOptions();
+    options.file = (scratch.Path() / L"a" / L"b" / L"logs" / L"k.etl").wstring();
+    EXPECT_EQ(0u, Session::StartLog(options));
+    EXPECT_EQ(successTrace, TraceOutput());
+    EXPECT_TRUE(std::filesystem::is_directory(scratch.Path() / L"a" / L"b" / L"logs"));
+    EXPECT_FALSE(std::filesystem::exists(options.file));
+}
+
+TEST_F(StartLogTest, AutologgerMirrorsTheStartedSessionAndTheOptions)
+{
+    Session::StartOptions options = DefaultOptions();
+    options.level = 4;
+    options.callstacks = true;
+    options.threads = true;
+    options.images = true;
+    ASSERT_EQ(0u, Session::StartLog(options));
+
+    // The session values are those the started session reports: the build form's.
+    EXPECT_EQ(Testing::SortedByName({
+                  Testing::DwordValue(L"BufferSize", 512),
+                  Testing::DwordValue(L"MinimumBuffers", 0),
+                  Testing::DwordValue(L"ClockType", 2),
+                  Testing::StringValue(L"FileName", options.file),
+                  Testing::DwordValue(L"FileMax", 0),
+                  Testing::DwordValue(L"FlushTimer", 5),
+                  Testing::StringValue(L"Guid", L"{9c4e2b71-3a5f-4d86-b0e7-52a1f8c63d9e}"),
+                  Testing::DwordValue(L"LogFileMode", EVENT_TRACE_FILE_MODE_CIRCULAR),
+                  Testing::DwordValue(L"MaxFileSize", 1024),
+                  Testing::DwordValue(L"Start", 1),
+              }),
+              autologger.Values());
+    EXPECT_EQ((std::vector<std::wstring>{Testing::KernelProcessProviderKey, Testing::ProductProviderKey,
+                                         Testing::WinlogonProviderKey}),
+              autologger.Subkeys());
+    const uint64_t allKeywords = 0xFFFFFFFFFFFFFFFFull;
+    EXPECT_EQ(Testing::SortedByName(Testing::ProviderKeyValues(allKeywords, 4, 6)),
+              autologger.Values(Testing::ProductProviderKey));
+    EXPECT_EQ(Testing::SortedByName(Testing::ProviderKeyValues(allKeywords, 5, 2)),
+              autologger.Values(Testing::WinlogonProviderKey));
+    EXPECT_EQ(Testing::SortedByName(Testing::ProviderKeyValues(0x60, 5, 2)),
+              autologger.Values(Testing::KernelProcessProviderKey));
+}
+
 TEST_F(StartLogTest, BareFileNameStartsWithADirectoryWarning)
 {
     Session::StartOptions options = DefaultOptions();

@@ -190,8 +190,12 @@ TEST_F(StatusReportTest, MissingProviderKeyIsReportedWithItsError)
 {
     AddRunningSession(file);
     autologger.Set(L"", DwordValue(L"Start", 1));
+    Testing::RegistryInterceptor registry;
     EXPECT_EQ(2u, Session::ReportStatus());
     EXPECT_EQ(L" Reboot Logging    - The auto-logger provider key is missing. Error 2.", RebootLine());
+    // The session key it did open is closed on that path too.
+    EXPECT_EQ(1u, registry.OpenedKeys());
+    EXPECT_EQ(1u, registry.ClosedKeys());
 }
 
 TEST_F(StatusReportTest, UnopenableSessionKeyIsReportedWithItsError)
@@ -225,6 +229,13 @@ TEST_F(StatusReportTest, EveryOpenedKeyIsClosedOnTheNormalPath)
     EXPECT_EQ(0u, Session::ReportStatus());
     EXPECT_EQ(2u, registry.OpenedKeys());
     EXPECT_EQ(2u, registry.ClosedKeys());
+    // Read access only, and the provider key in the upper-case braced form of the GUID.
+    EXPECT_EQ((std::vector<std::wstring>{
+                  L"open SYSTEM\\CurrentControlSet\\Control\\WMI\\Autologger\\Kestrova Diagnostics Log "
+                  L"access 0x20019",
+                  L"open {6E2B9C41-7A3D-4F15-8C62-3D9A1B7E5F04} access 0x20019",
+              }),
+              registry.KeyAccesses());
 }
 
 TEST_F(StatusReportTest, UntrustworthyNamesInTheReplyPrintEmpty)

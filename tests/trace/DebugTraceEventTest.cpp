@@ -14,16 +14,6 @@ class DebugTraceEvents : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(0u, Trace::RegisterProvider()); }
 
-    void TraceEveryMember() const
-    {
-        Trace::TraceEnter(L"enter [%u]", 1u);
-        Trace::TraceExit(L"exit [%u]", 2u);
-        Trace::TraceVerbose(L"verbose [%s]", L"v");
-        Trace::TraceInfo(L"info [%s]", L"i");
-        Trace::TraceWarning(L"warning [%S]", "w");
-        Trace::TraceError(L"error [%u]", 6u);
-    }
-
     Testing::ProviderEmulator provider;
 };
 
@@ -31,14 +21,14 @@ protected:
 
 TEST_F(DebugTraceEvents, NoSessionListeningWritesNothing)
 {
-    TraceEveryMember();
+    Testing::TraceEveryDebugMember();
     EXPECT_TRUE(provider.Writes().empty());
 }
 
 TEST_F(DebugTraceEvents, EveryMemberUsesItsDescriptor)
 {
     provider.Enable(0, Testing::AllKeywords);
-    TraceEveryMember();
+    Testing::TraceEveryDebugMember();
 
     Testing::ExpectDescriptors(
         {
@@ -66,12 +56,14 @@ TEST_F(DebugTraceEvents, PayloadIsTheProcessNameAndTheFormattedTextInUtf16)
     EXPECT_EQ((12u + 1) * 2, write.data[1].size);
     EXPECT_EQ(Terminated(L"Failed to start trace [Kestrova] with error [5]"), write.data[2].bytes);
     EXPECT_EQ(write.data[2].bytes.size(), write.data[2].size);
+    EXPECT_EQ(0u, write.data[1].reserved);
+    EXPECT_EQ(0u, write.data[2].reserved);
 }
 
 TEST_F(DebugTraceEvents, DebugInfoKeywordReceivesInfoWarningAndErrorOnly)
 {
     provider.Enable(0, 0x2);
-    TraceEveryMember();
+    Testing::TraceEveryDebugMember();
     EXPECT_EQ((std::vector<USHORT>{2004, 2005, 2006}), provider.WrittenIds());
 }
 
@@ -79,7 +71,7 @@ TEST_F(DebugTraceEvents, DebugVerboseKeywordAtVerboseLevelReceivesVerboseOnly)
 {
     // Enter (16) and Exit (17) lie above level 5.
     provider.Enable(5, 0x4);
-    TraceEveryMember();
+    Testing::TraceEveryDebugMember();
     EXPECT_EQ(std::vector<USHORT>{2003}, provider.WrittenIds());
 }
 

@@ -63,3 +63,18 @@ TEST(ProcessName, OfAnImageWithoutDotsIsItsWholeName)
     EXPECT_EQ((std::vector<std::string>{"probe_copy", "probe_copy"}), Testing::SplitLines(result.out));
     EXPECT_EQ((std::vector<fs::path>{"probe_copy", "probe_copy.log"}), directory.Files());
 }
+
+TEST(ProcessName, WideFormIsTheNarrowFormConverted)
+{
+    // A letter the common ANSI code pages lack: the narrow name gets whatever the ANSI
+    // query makes of it, and the wide name must say the same, so that the trace file name
+    // and the events of one process never disagree about who wrote them.
+    Testing::TempDirectory directory;
+    const Testing::ChildResult result = RunProbeNamed(directory, L"\u0100probe.exe");
+    ASSERT_EQ(0u, result.exitCode);
+    const auto lines = Testing::SplitLines(result.out);
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_EQ(lines[0], lines[1]);
+    EXPECT_TRUE(lines[0].ends_with("probe")) << lines[0];
+    EXPECT_EQ("", result.err);
+}

@@ -1,5 +1,6 @@
 #include "trace/TraceFile.h"
 #include "base/UniqueHandle.h"
+#include "tests/emulator/ProviderEmulator.h"
 #include "tests/support/OutputCapture.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TempDirectory.h"
@@ -25,6 +26,9 @@ namespace fs = std::filesystem;
 const Trace::Category testLog("file");
 
 const fs::path moduleLog = "trace_tests.log";
+
+// The keyword of the operational events, without its channel bit.
+constexpr ULONGLONG operationalKeyword = 0x1;
 
 std::vector<fs::path> Names(std::initializer_list<const char*> names)
 {
@@ -63,6 +67,20 @@ TEST(TraceFile, TraceFolderAloneWritesTheModuleLogThere)
     EXPECT_EQ("file", parsed->category);
     EXPECT_EQ(::GetCurrentProcessId(), parsed->processId);
     EXPECT_EQ("Into the file { count:2 }", parsed->text);
+}
+
+TEST(TraceFile, TraceLevelZeroWritesOnlyFatalToTheFile)
+{
+    Testing::TempDirectory directory;
+    Testing::TraceFileCloser closer;
+    ConfigureWith({PathSwitch("trace-folder", directory.Path()), "/trace-level:0"});
+    for (const auto& [level, name] : Trace::LevelNames()) {
+        testLog->Emit(static_cast<Trace::LogLevel>(level), name);
+    }
+
+    const std::string content = ReadSharedFile(directory.Path() / moduleLog);
+    EXPECT_EQ(std::vector<std::string>{"FATAL"}, Testing::TraceTexts(content));
+    EXPECT_EQ(1u, Testing::SplitLines(content).size());
 }
 
 TEST(TraceFile, FileAndConsoleReceiveTheSameLine)
@@ -140,6 +158,8 @@ TEST(TraceFile, EmptyTraceFileIsPassedOver)
 TEST(TraceFile, TraceFileAloneNamesThePathButWritesNothing)
 {
     Testing::TempDirectory directory;
+    // Releases the file should the sink open one after all, so the directory goes.
+    Testing::TraceFileCloser closer;
     const fs::path alone = directory.Path() / "alone.log";
     ConfigureWith({PathSwitch("trace-file", alone), "/trace-console"});
     EXPECT_EQ(alone, Trace::ResolveTraceFilePath());
@@ -226,6 +246,22 @@ TEST(TraceFile, MissingFolderLeavesTheStreamFailed)
     EXPECT_TRUE(Trace::TraceFileStream().fail());
     EXPECT_FALSE(fs::exists(missing));
     EXPECT_EQ(std::vector<std::string>{"Lost for the file"}, Testing::TraceTexts(capture.Err()));
+}
+
+TEST(TraceFile, MessageLostForTheFileStillReachesConsoleAndSession)
+{
+    Testing::ProviderEmulator provider;
+    Testing::TempDirectory directory;
+    const fs::path missing = directory.Path() / "missing";
+    ConfigureWith({PathSwitch("trace-folder", missing), "/trace-console"}, Trace::SkipCrashHandlers);
+    provider.Enable(0, operationalKeyword);
+    Testing::OutputCapture capture;
+    testLog->Error("Not for the file");
+
+    EXPECT_FALSE(Trace::IsTraceFileOpen());
+    EXPECT_EQ(std::vector<std::string>{"Not for the file"}, Testing::TraceTexts(capture.Err()));
+    EXPECT_EQ(std::vector<USHORT>{2014}, provider.WrittenIds());
+    EXPECT_FALSE(fs::exists(missing));
 }
 
 TEST(TraceFile, FailedOpenIsRetriedOnTheNextMessage)

@@ -88,6 +88,20 @@ TEST(TraceSettings, FirstMessageConfiguresTheFramework)
     EXPECT_EQ(2, Trace::Settings().level);
 }
 
+TEST(TraceSettings, FirstMessageConfiguresWithNoOptionBits)
+{
+    // Nobody configured the framework: the first message does it with no option bits,
+    // so the provider is registered and the crash handlers are installed.
+    Testing::ProviderEmulator provider;
+    const char* argv[] = {"trace_tests.exe", "/trace-level:3"};
+    Base::ProcessArguments::Populate(2, argv);
+    testLog->Error("first");
+
+    EXPECT_EQ(1u, provider.Registrations().size());
+    EXPECT_TRUE(CrashHandlersInstalled());
+    EXPECT_EQ(3, Trace::Settings().level);
+}
+
 TEST(TraceSettings, TraceLevelZeroLetsOnlyFatalThrough)
 {
     ConfigureWith({"/trace-console", "/trace-level:0"});
@@ -153,6 +167,8 @@ TEST(TraceSettings, TraceConsoleFromAnEnvironmentVariableSaying0)
 TEST(TraceSettings, TraceFileWithoutTraceFolderLeavesTheFileSinkOff)
 {
     Testing::TempDirectory directory;
+    // Releases the file should the sink open one after all, so the directory goes.
+    Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("trace-file", directory.Path() / "alone.log")});
     EXPECT_FALSE(FileSinkOn());
     EXPECT_FALSE(ConsoleSinkOn());
@@ -163,6 +179,8 @@ TEST(TraceSettings, TraceFileWithoutTraceFolderLeavesTheFileSinkOff)
 TEST(TraceSettings, LoggingFileWithoutTraceFolderLeavesTheFileSinkOff)
 {
     Testing::TempDirectory directory;
+    // Releases the file should the sink open one after all, so the directory goes.
+    Testing::TraceFileCloser closer;
     ConfigureWith({PathSwitch("logging-file", directory.Path() / "alone.log")});
     EXPECT_FALSE(FileSinkOn());
     testLog->Error("not in any file");

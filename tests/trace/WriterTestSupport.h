@@ -1,10 +1,11 @@
 #pragma once
 
-// Assertions of the writer tests over what the provider emulator recorded, and
-// messages at every trace level.
+// Assertions of the writer tests over what the provider emulator recorded, messages at
+// every trace level, and a line from every member of the DebugTrace family.
 
 #include "tests/emulator/ProviderEmulator.h"
 #include "tests/trace/EventExpectations.h"
+#include "trace/DebugTrace.h"
 #include "trace/Log.h"
 
 #include <gtest/gtest.h>
@@ -41,6 +42,17 @@ inline void EmitEveryLevel(const Trace::Log& log)
     log.Info("info");
     log.Verbose("verbose");
     log.Debug("debug");
+}
+
+// One line from each DebugTrace member, from TraceEnter to TraceError.
+inline void TraceEveryDebugMember()
+{
+    Trace::TraceEnter(L"enter [%u]", 1u);
+    Trace::TraceExit(L"exit [%u]", 2u);
+    Trace::TraceVerbose(L"verbose [%s]", L"v");
+    Trace::TraceInfo(L"info [%s]", L"i");
+    Trace::TraceWarning(L"warning [%S]", "w");
+    Trace::TraceError(L"error [%u]", 6u);
 }
 
 } // namespace Testing

@@ -1,6 +1,8 @@
+#include "session/SessionIdentity.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
 #include "trace/EtwWriter.h"
+#include "viewer/EventInformation.h"
 
 #include <gtest/gtest.h>
 
@@ -66,6 +68,23 @@ TEST_F(EventRendering, TraceTaskShowsMessageAndMethodTaskArguments)
                   Header(L"{0C}", L"svc(1000:2000)") + L"Error {08}error text\n{07}" +
                   Header(L"{07}", L"svc(1000:2000)") + L"Verbose {08}verbose text\n{07}",
               Coloured());
+}
+
+TEST_F(EventRendering, LevelZeroIsRedLikeErrors)
+{
+    const Testing::RecordedEvent event = Testing::OperationalEvent(1, 2012).Build();
+    EVENT_RECORD record = event.record;
+    record.EventHeader.EventDescriptor.Level = 0;
+    Render(record);
+    EXPECT_EQ(Header(L"{0C}") + L"Information {08}Name : Message Args\n{07}", Coloured());
+}
+
+TEST_F(EventRendering, OtherTasksHaveAnEmptyBody)
+{
+    Render(Testing::DebugTraceEvent(2004, L"svc", L"info text").Task(7).Build().record);
+    Render(Testing::DebugTraceEvent(2004, L"svc", L"info text").Task(0).Build().record);
+    const std::wstring empty = Header(L"{0F}", L"svc(1000:2000)") + L"Information {08}\n{07}";
+    EXPECT_EQ(empty + empty, Coloured());
 }
 
 TEST_F(EventRendering, CustomLevelsAppearOnlyAtDebugAndHaveNoLevelName)
@@ -238,6 +257,25 @@ TEST_F(EventRendering, KernelProcessEventsOfOneProcessWithThreadsAndImages)
               Coloured());
 }
 
+TEST_F(EventRendering, KernelProcessEventsHaveNoLevelFilterAndUnreadableNumbersShowAsZero)
+{
+    options.level = 2;
+    options.process = 0xFFFFFFFF;
+    options.threads = 1;
+    // A thread start that ends after the process id: no thread id to read.
+    Render(Testing::EventRecordBuilder(Session::KernelProcessProviderGuid, 3, 0, 4).UInt32(1234).Build().record);
+    EXPECT_EQ(Header(L"{0D}", L"Kernel(1000:2000)") + L"Information {08}Thread started 0 in pid 1234\n{07}",
+              Coloured());
+}
+
+TEST_F(EventRendering, TheBufferStartsAtTwoKilobytes)
+{
+    EXPECT_EQ(2048u, Viewer::EventInformationBufferSize());
+    Render(Testing::OperationalEvent(1, 2012).Build().record);
+    EXPECT_EQ(2048u, Viewer::EventInformationBufferSize());
+    EXPECT_EQ(0u, tdh.InsufficientBufferAnswers());
+}
+
 TEST_F(EventRendering, EventInformationBufferGrowsOnceAndIsReused)
 {
     // A later revision of the provider with a template far beyond 2048 bytes of names.
@@ -264,6 +302,8 @@ TEST_F(EventRendering, EventInformationBufferGrowsOnceAndIsReused)
     // Four renderings, one of them asked twice: the buffer grew once and was kept.
     EXPECT_EQ(5u, tdh.EventInformationCalls());
     EXPECT_EQ(1u, tdh.InsufficientBufferAnswers());
+    // Exactly the size TDH asked for, kept for the smaller event that followed.
+    EXPECT_EQ(tdh.EventInformationSize(record), Viewer::EventInformationBufferSize());
     const std::wstring bigLine = Header(L"{0F}", L"svc(1000:2000)") + L"Information {08}\n{07}";
     EXPECT_EQ(bigLine + bigLine + Header(L"{0F}") + L"Information {08}Name : Message Args\n{07}" + bigLine, Coloured());
 }

@@ -1,5 +1,8 @@
+#include "base/Exception.h"
 #include "platform/EtwApi.h"
+#include "platform/RpcApi.h"
 #include "tests/emulator/ControllerEmulator.h"
+#include "tests/support/ScopedApi.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
 #include "trace/EtwWriter.h"
@@ -10,6 +13,7 @@
 
 #include <cstring>
 #include <deque>
+#include <optional>
 
 namespace {
 
@@ -89,6 +93,13 @@ private:
     Ending ending = Ending::ExternalStop;
 };
 
+// Wnode.Guid of the block a call was given.
+std::string SessionGuid(const Testing::ControllerCall& call)
+{
+    return std::string(reinterpret_cast<const char*>(call.properties.data()) + offsetof(WNODE_HEADER, Guid),
+                       sizeof(GUID));
+}
+
 class LiveView : public Testing::ViewerTest {
 protected:
     LiveView() : feed(controller, consumer, console) {}
@@ -117,6 +128,15 @@ TEST_F(LiveView, ShowsEventsUntilTheSessionIsStoppedFromOutside)
                   "ControlTrace stop handle=H -> 4201",
               }),
               Calls());
+    // Version 2 parameters that ask for the terminal-session id and nothing else.
+    const std::optional<ENABLE_TRACE_PARAMETERS>& parameters = controller.Calls()[2].parameters;
+    ASSERT_TRUE(parameters.has_value());
+    EXPECT_EQ(static_cast<ULONG>(ENABLE_TRACE_PARAMETERS_VERSION_2), parameters->Version);
+    EXPECT_EQ(static_cast<ULONG>(EVENT_ENABLE_PROPERTY_TS_ID), parameters->EnableProperty);
+    EXPECT_EQ(0u, parameters->ControlFlags);
+    EXPECT_EQ(GUID{}, parameters->SourceId);
+    EXPECT_EQ(nullptr, parameters->EnableFilterDesc);
+    EXPECT_EQ(0u, parameters->FilterDescCount);
     ASSERT_EQ(1u, consumer.Opens().size());
     EXPECT_EQ(L"Kestrova Diagnostics Live Trace", consumer.Opens()[0].loggerName);
     EXPECT_EQ(L"", consumer.Opens()[0].logFileName);
@@ -171,6 +191,13 @@ TEST_F(LiveView, CtrlCClosesTheConsumerAndStopsTheSession)
               calls[2]);
     EXPECT_EQ("ControlTrace stop handle=H -> 0", calls[3]);
     EXPECT_EQ("ControlTrace stop handle=H -> 4201", calls[4]);
+    // The handler stops the session it was given with a block of its own, fresh GUID
+    // and all; the command's own stop afterwards uses the block it started with.
+    const auto& raw = controller.Calls();
+    EXPECT_EQ(raw[1].handle, raw[3].handle);
+    EXPECT_NE(SessionGuid(raw[1]), SessionGuid(raw[3]));
+    EXPECT_NE(SessionGuid(raw[0]), SessionGuid(raw[3]));
+    EXPECT_EQ(SessionGuid(raw[1]), SessionGuid(raw[4]));
     EXPECT_EQ(2u, consumer.Closes().size());
     const auto lines = TraceLines();
     auto has = [&lines](const std::string& line) { return std::find(lines.begin(), lines.end(), line) != lines.end(); };
@@ -186,8 +213,19 @@ TEST_F(LiveView, CtrlCClosesTheConsumerAndStopsTheSession)
 TEST_F(LiveView, TheHandlerAnswersFalseForEveryControlType)
 {
     for (DWORD type : {CTRL_C_EVENT, CTRL_BREAK_EVENT, CTRL_CLOSE_EVENT, CTRL_LOGOFF_EVENT, CTRL_SHUTDOWN_EVENT}) {
+        capture.Clear();
         EXPECT_EQ(FALSE, Viewer::LiveConsoleCtrlHandler(type));
+        // Before any LIVE there is no consumer to close (an invalid handle) and no session
+        // handle to stop (0); both failures are traced with the platform's codes and the
+        // handler carries on.
+        EXPECT_EQ((std::vector<std::string>{"  ENTER : LiveConsoleCtrlHandler",
+                                            "  ERROR : Attempt to stop the trace failed with error [6]",
+                                            "  ERROR : Attempt to stop the trace session failed with error [87]",
+                                            "   EXIT : LiveConsoleCtrlHandler"}),
+                  TraceLines());
     }
+    EXPECT_EQ(std::vector<std::string>(5, "ControlTrace stop handle=0 -> 87"), Calls());
+    EXPECT_EQ(std::vector<TRACEHANDLE>(5, INVALID_PROCESSTRACE_HANDLE), consumer.Closes());
 }
 
 TEST_F(LiveView, RunsTwiceInARow)
@@ -231,7 +269,25 @@ TEST_F(LiveView, StartFailureIsTracedAndNothingElseHappens)
     Viewer::RunLiveView(options);
     EXPECT_EQ(2u, Calls().size());
     EXPECT_TRUE(consumer.Opens().empty());
+    // The manifest comes first, whatever becomes of the session.
+    EXPECT_EQ(1u, tdh.ManifestLoads().size());
     EXPECT_EQ("  ERROR : Failed to start trace with error [5]", TraceLines().back());
+}
+
+RPC_STATUS RPC_ENTRY NoGuid(UUID*)
+{
+    return RPC_S_OUT_OF_MEMORY;
+}
+
+TEST_F(LiveView, BlockWithoutAGuidIsTracedAndStartsNothing)
+{
+    Testing::ScopedApi<Platform::RpcApi> rpc(Platform::Rpc());
+    rpc->UuidCreate = NoGuid;
+    Viewer::RunLiveView(options);
+    EXPECT_TRUE(Calls().empty());
+    EXPECT_TRUE(consumer.Opens().empty());
+    EXPECT_EQ("  ERROR : Failed to run the live session error [" + Base::Win32ErrorText(RPC_S_OUT_OF_MEMORY) + "]",
+              TraceLines().back());
 }
 
 TEST_F(LiveView, EnableFailureStopsTheSessionByName)

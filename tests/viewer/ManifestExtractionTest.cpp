@@ -170,6 +170,27 @@ TEST_F(ManifestExtraction, ShortWriteDeletesThePartialFile)
               TraceLines());
 }
 
+HGLOBAL WINAPI FailingLoadResource(HMODULE, HRSRC)
+{
+    ::SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
+    return nullptr;
+}
+
+TEST_F(ManifestExtraction, ResourceThatCannotBeLoadedIsTracedWithoutBrackets)
+{
+    files->LoadResource = FailingLoadResource;
+    const std::filesystem::path path = temp.Path() / L"manifest.tmp";
+    EXPECT_EQ(static_cast<uint32_t>(ERROR_RESOURCE_DATA_NOT_FOUND), Viewer::ExtractManifest(path.wstring()));
+    EXPECT_TRUE(temp.Files().empty());
+    EXPECT_EQ(
+        (std::vector<std::string>{"  ENTER : ExtractManifest", "  ERROR : Failed to load resource with error 1812"}),
+        TraceLines());
+    capture.Clear();
+    EXPECT_EQ(static_cast<uint32_t>(ERROR_RESOURCE_DATA_NOT_FOUND), Viewer::LoadInstrumentationManifest());
+    EXPECT_EQ("  ERROR : Failed to extract instrumentation manifest with error [1812]", TraceLines().at(3));
+    EXPECT_TRUE(tdh.ManifestLoads().empty());
+}
+
 DWORD WINAPI FailingTempPath(DWORD, LPWSTR)
 {
     ::SetLastError(ERROR_PATH_NOT_FOUND);

@@ -1,6 +1,8 @@
+#include "base/Exception.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
 #include "trace/EtwWriter.h"
+#include "viewer/LogReader.h"
 
 #include <gtest/gtest.h>
 
@@ -51,13 +53,20 @@ TEST_F(FaultMinidump, WritesTheDecodedBytesAndSaysWhere)
 
 TEST_F(FaultMinidump, ShowingTheLogTwiceLeavesTwoFiles)
 {
-    const Testing::RecordedEvent event = Testing::FaultEvent(L"app", dumpText).Build();
-    Render(event.record);
-    Render(event.record);
+    const std::wstring log = L"C:\\logs\\faults.etl";
+    std::vector<Testing::RecordedEvent> events;
+    events.push_back(Testing::FaultEvent(L"app", dumpText).Build());
+    consumer.AddLogFile(log, std::move(events));
+    ASSERT_EQ(0u, Viewer::ViewLogFile(log, options));
+    ASSERT_EQ(0u, Viewer::ViewLogFile(log, options));
     const auto dumps = Dumps();
     ASSERT_EQ(2u, dumps.size());
     EXPECT_NE(dumps[0], dumps[1]);
+    EXPECT_EQ(dumpBytes, FileBytes(temp.Path() / dumps[0]));
     EXPECT_EQ(dumpBytes, FileBytes(temp.Path() / dumps[1]));
+    const std::wstring text = capture.WideOut();
+    EXPECT_NE(std::wstring::npos, text.find(L"Fault. Minidump written to " + TempPath() + dumps[0].wstring() + L"\n"));
+    EXPECT_NE(std::wstring::npos, text.find(L"Fault. Minidump written to " + TempPath() + dumps[1].wstring() + L"\n"));
 }
 
 TEST_F(FaultMinidump, InvalidBase64IsOnlyTraced)
@@ -155,6 +164,22 @@ TEST_F(FaultMinidump, FailedDeleteIsReported)
     EXPECT_TRUE(std::regex_match(text, std::wregex(L".* wrote 3 of 10 bytes\nFailed to delete dump file "
                                                    L".*fault_[-0-9a-f]{36}\\.dmp error 32\\.\n\n\\{07\\}")))
         << std::filesystem::path(text).string();
+}
+
+DWORD WINAPI FailingTempPath(DWORD, LPWSTR)
+{
+    ::SetLastError(ERROR_PATH_NOT_FOUND);
+    return 0;
+}
+
+TEST_F(FaultMinidump, NoTemporaryDirectoryIsOnlyTraced)
+{
+    files->GetTempPathW = FailingTempPath;
+    Render(Testing::FaultEvent(L"app", dumpText).Build().record);
+    EXPECT_EQ(FaultHeader() + L"\n{07}", Coloured());
+    // The system's text for the code, whatever language it speaks.
+    const std::string reason = Base::ExceptionWin32(ERROR_PATH_NOT_FOUND).what();
+    EXPECT_EQ((std::vector<std::string>{"  ERROR : Failed to save minidump error [" + reason + "]"}), TraceLines());
 }
 
 } // namespace

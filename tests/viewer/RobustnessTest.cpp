@@ -4,7 +4,9 @@
 // end of a readable page with an inaccessible page behind, so that any read past them
 // faults.
 
+#include "platform/TdhApi.h"
 #include "session/SessionIdentity.h"
+#include "tests/support/ScopedApi.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
 #include "trace/EtwWriter.h"
@@ -138,8 +140,60 @@ TEST_F(Robustness, NumbersOfTheWrongSizeReadAsZero)
     EXPECT_NE(std::wstring::npos, Coloured().find(L"Winlogon started subscriber Sens processing CreateSession\n"));
 }
 
+// Counts the reads that reach TDH, passing each on to the emulator.
+decltype(&::TdhGetProperty) emulatedGetProperty = nullptr;
+size_t propertyReads = 0;
+
+ULONG WINAPI CountingGetProperty(PEVENT_RECORD event, ULONG contextCount, PTDH_CONTEXT context, ULONG descriptorCount,
+                                 PPROPERTY_DATA_DESCRIPTOR descriptors, ULONG bufferSize, PBYTE buffer)
+{
+    ++propertyReads;
+    return emulatedGetProperty(event, contextCount, context, descriptorCount, descriptors, bufferSize, buffer);
+}
+
+TEST_F(Robustness, NumbersOfAnotherWidthAreNotRead)
+{
+    Testing::ScopedApi<Platform::TdhApi> table(Platform::Tdh());
+    emulatedGetProperty = table->TdhGetProperty;
+    table->TdhGetProperty = CountingGetProperty;
+    const Testing::RecordedEvent event = Testing::WinlogonEvent(811, L"Sens", 5).Build();
+    tdh.OverridePropertySize(L"Event", 2);
+    uint32_t number = 7;
+    EXPECT_EQ(0u, Viewer::ReadUInt32Property(event.record, L"Event", number));
+    EXPECT_EQ(7u, number);
+    EXPECT_EQ(0u, propertyReads);
+    uint16_t narrow = 9;
+    EXPECT_EQ(0u, Viewer::ReadUInt16Property(event.record, L"Event", narrow));
+    EXPECT_EQ(5u, narrow);
+    EXPECT_EQ(1u, propertyReads);
+    tdh.OverridePropertySize(L"Event", 4);
+    EXPECT_EQ(0u, Viewer::ReadUInt16Property(event.record, L"Event", narrow));
+    EXPECT_EQ(5u, narrow);
+    EXPECT_EQ(0u, Viewer::ReadUInt32Property(event.record, L"Event", number));
+    EXPECT_EQ(5u, number);
+    EXPECT_EQ(2u, propertyReads);
+}
+
+TEST_F(Robustness, TextLosesLeadingNulsAndBlanksButKeepsATrailingNul)
+{
+    // A "Name" that starts with a NUL and a blank, taken by TDH with a NUL behind it.
+    const wchar_t name[] = {L'\0', L' ', L'N', L'm', L'\0', L'\0'};
+    const Testing::RecordedEvent event = Testing::EventRecordBuilder(Trace::ProviderGuid, 2012, 1, 4)
+                                             .Task(3)
+                                             .Utf16(L"app")
+                                             .Bytes(name, sizeof(name))
+                                             .Build();
+    tdh.OverridePropertySize(L"Name", sizeof(name));
+    std::wstring text;
+    EXPECT_EQ(0u, Viewer::ReadTextProperty(event.record, L"Name", text));
+    // Five characters ((12 - 1) / 2); only the start loses its NUL.
+    EXPECT_EQ(std::wstring(L"Nm\0", 3), text);
+}
+
 TEST_F(Robustness, TdhFailuresLeaveOutputsUntouched)
 {
+    // Four bytes, so that the number reader gets as far as the read too.
+    tdh.OverridePropertySize(L"Name", 4);
     tdh.FailGetProperty(ERROR_INSUFFICIENT_BUFFER);
     std::wstring text = L"kept";
     std::string narrow = "kept";
@@ -189,6 +243,33 @@ TEST_F(Robustness, ReadersFollowTheirRules)
     EXPECT_TRUE(bytes.empty());
 }
 
+TEST_F(Robustness, VersionTwoMeansUtf8WhateverTheProvider)
+{
+    // A Winlogon event of version 2 whose subscriber name TDH hands over as six bytes.
+    const char name[] = "Caf\xC3\xA9";
+    tdh.OverridePropertySize(L"SubscriberName", sizeof(name));
+    std::wstring text;
+    const Testing::RecordedEvent versionTwo =
+        Testing::EventRecordBuilder(Session::WinlogonProviderGuid, 811, 2, 4).Bytes(name, sizeof(name)).Build();
+    EXPECT_EQ(0u, Viewer::ReadTextProperty(versionTwo.record, L"SubscriberName", text));
+    EXPECT_EQ(L"Caf\u00e9", text);
+    // Any other version reads the same bytes as UTF-16: (6 - 1) / 2 characters.
+    const Testing::RecordedEvent versionZero =
+        Testing::EventRecordBuilder(Session::WinlogonProviderGuid, 811, 0, 4).Bytes(name, sizeof(name)).Build();
+    EXPECT_EQ(0u, Viewer::ReadTextProperty(versionZero.record, L"SubscriberName", text));
+    EXPECT_EQ((std::wstring{static_cast<wchar_t>(0x6143), static_cast<wchar_t>(0xC366)}), text);
+}
+
+// Up to 95 bytes, a quarter of them zero, so that terminators turn up often.
+std::vector<uint8_t> RandomPayload(std::mt19937& random)
+{
+    std::vector<uint8_t> payload(random() % 96);
+    for (uint8_t& byte : payload) {
+        byte = static_cast<uint8_t>(random() % 4 == 0 ? 0 : random() % 256);
+    }
+    return payload;
+}
+
 // A thousand random payloads for each template the viewer reads: whatever TDH makes of
 // them, every shown event is one coloured block that ends restored.
 TEST_F(Robustness, RandomPayloadsNeverCrashOrOverread)
@@ -215,16 +296,14 @@ TEST_F(Robustness, RandomPayloadsNeverCrashOrOverread)
         {&Trace::ProviderGuid, 2021, 1, 1, 1},
         {&Session::WinlogonProviderGuid, 811, 0, 4, 0},
         {&Session::KernelProcessProviderGuid, 1, 0, 4, 0},
+        {&Session::KernelProcessProviderGuid, 2, 0, 4, 0},
+        {&Session::KernelProcessProviderGuid, 3, 0, 4, 0},
         {&Session::KernelProcessProviderGuid, 5, 0, 4, 0},
     };
     size_t shown = 0;
     for (const Kind& kind : kinds) {
         for (int round = 0; round < 1000; ++round) {
-            std::vector<uint8_t> payload(random() % 96);
-            for (uint8_t& byte : payload) {
-                // Mostly small values, so that terminators turn up often.
-                byte = static_cast<uint8_t>(random() % 4 == 0 ? 0 : random() % 256);
-            }
+            const std::vector<uint8_t> payload = RandomPayload(random);
             Testing::EventRecordBuilder event(*kind.provider, kind.id, kind.version, kind.level);
             event.Task(kind.task).Bytes(payload.data(), payload.size());
             if (random() % 3 == 0) {
@@ -249,6 +328,40 @@ TEST_F(Robustness, RandomPayloadsNeverCrashOrOverread)
     }
     // Most payloads still describe an event worth showing; only their fields are odd.
     EXPECT_LT(6000u, shown);
+}
+
+// Image events go to the symbol loader rather than the event display: with call stacks
+// asked for, a thousand random ones print at most their image line and load nothing
+// that could take the process down.
+TEST_F(Robustness, RandomImagePayloadsNeverCrashOrOverread)
+{
+    options.callstack = 1;
+    std::mt19937 random(20240308);
+    size_t shown = 0;
+    for (int round = 0; round < 1000; ++round) {
+        const std::vector<uint8_t> payload = RandomPayload(random);
+        Testing::EventRecordBuilder event(Trace::ProviderGuid, 2020, 1, 4);
+        event.Task(1).Bytes(payload.data(), payload.size());
+        capture.Clear();
+        console.ClearChanges();
+        RenderGuarded(event.Build().record);
+        const auto& changes = console.Changes();
+        if (changes.empty()) {
+            EXPECT_EQ(L"", capture.WideOut());
+            continue;
+        }
+        ++shown;
+        ASSERT_EQ(3u, changes.size());
+        EXPECT_EQ(0x0F, changes[0].attribute);
+        EXPECT_EQ(0x08, changes[1].attribute);
+        EXPECT_EQ(0x07, changes[2].attribute);
+        const std::wstring text = capture.WideOut();
+        EXPECT_EQ(0u, text.find(DefaultTimestamp()));
+        EXPECT_NE(std::wstring::npos, text.find(L" Image "));
+        EXPECT_EQ(L'\n', text.back());
+    }
+    // Only an empty payload lacks the file name that the image line needs.
+    EXPECT_LT(950u, shown);
 }
 
 } // namespace

@@ -10,8 +10,12 @@
 #include <dbghelp.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <optional>
 #include <regex>
+#include <set>
+#include <utility>
 
 namespace {
 
@@ -70,23 +74,112 @@ LoadedModule LoadSymbolModule()
 
 constexpr ULONG loggedProcess = 4242; // no such process needs to exist
 
-// Counts SymInitialize calls by handing the product a counting wrapper.
+// The product's dbghelp functions, as the tests hand them over: wrappers that count and
+// record the calls and can fail them, or nothing at all for a hidden export (an older or
+// stripped library).
 Platform::ModuleApi realModules;
+std::set<std::string> hiddenExports;
+
 decltype(&::SymInitialize) realSymInitialize = nullptr;
 std::vector<HANDLE> initialised;
+DWORD symInitializeFailure = 0; // non-zero: SymInitialize fails with it
 
 BOOL WINAPI CountingSymInitialize(HANDLE process, PCSTR path, BOOL invade)
 {
     initialised.push_back(process);
+    if (symInitializeFailure != 0) {
+        ::SetLastError(symInitializeFailure);
+        return FALSE;
+    }
     return realSymInitialize(process, path, invade);
+}
+
+decltype(&::SymRegisterCallback64) realRegisterCallback = nullptr;
+DWORD registerCallbackFailure = 0; // non-zero: SymRegisterCallback64 fails with it
+
+BOOL WINAPI FailableRegisterCallback(HANDLE process, PSYMBOL_REGISTERED_CALLBACK64 callback, ULONG64 context)
+{
+    if (registerCallbackFailure != 0) {
+        ::SetLastError(registerCallbackFailure);
+        return FALSE;
+    }
+    return realRegisterCallback(process, callback, context);
+}
+
+// One SymLoadModuleEx call as the product made it.
+struct ModuleLoad {
+    HANDLE process = nullptr;
+    HANDLE file = nullptr;
+    std::string imageName;
+    bool hasModuleName = false;
+    DWORD64 base = 0;
+    DWORD size = 0;
+    bool hasData = false;
+    MODLOAD_DATA data{};
+    std::vector<uint8_t> dataBytes; // what data.data points to
+    DWORD flags = 0;
+};
+decltype(&::SymLoadModuleEx) realLoadModule = nullptr;
+std::vector<ModuleLoad> moduleLoads;
+// When set: the result and last error SymLoadModuleEx answers instead of loading.
+std::optional<std::pair<DWORD64, DWORD>> fakedLoad;
+
+DWORD64 WINAPI RecordingLoadModule(HANDLE process, HANDLE file, PCSTR imageName, PCSTR moduleName, DWORD64 base,
+                                   DWORD size, PMODLOAD_DATA data, DWORD flags)
+{
+    ModuleLoad load;
+    load.process = process;
+    load.file = file;
+    load.imageName = imageName != nullptr ? imageName : "";
+    load.hasModuleName = moduleName != nullptr;
+    load.base = base;
+    load.size = size;
+    load.hasData = data != nullptr;
+    if (data != nullptr) {
+        load.data = *data;
+        const auto* bytes = static_cast<const uint8_t*>(data->data);
+        load.dataBytes.assign(bytes, bytes + data->size);
+    }
+    load.flags = flags;
+    moduleLoads.push_back(load);
+    if (fakedLoad) {
+        ::SetLastError(fakedLoad->second);
+        return fakedLoad->first;
+    }
+    return realLoadModule(process, file, imageName, moduleName, base, size, data, flags);
+}
+
+template <typename Function> FARPROC Exported(Function function)
+{
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(function));
+}
+
+template <typename Function> void KeepReal(Function& keep, FARPROC real)
+{
+    keep = reinterpret_cast<Function>(reinterpret_cast<void*>(real));
 }
 
 FARPROC WINAPI WrappingGetProcAddress(HMODULE module, LPCSTR name)
 {
+    if (hiddenExports.count(name) != 0) {
+        ::SetLastError(ERROR_PROC_NOT_FOUND);
+        return nullptr;
+    }
     const FARPROC real = realModules.GetProcAddress(module, name);
-    if (real != nullptr && std::strcmp(name, "SymInitialize") == 0) {
-        realSymInitialize = reinterpret_cast<decltype(&::SymInitialize)>(reinterpret_cast<void*>(real));
-        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(CountingSymInitialize));
+    if (real == nullptr) {
+        return real;
+    }
+    if (std::strcmp(name, "SymInitialize") == 0) {
+        KeepReal(realSymInitialize, real);
+        return Exported(CountingSymInitialize);
+    }
+    if (std::strcmp(name, "SymRegisterCallback64") == 0) {
+        KeepReal(realRegisterCallback, real);
+        return Exported(FailableRegisterCallback);
+    }
+    if (std::strcmp(name, "SymLoadModuleEx") == 0) {
+        KeepReal(realLoadModule, real);
+        return Exported(RecordingLoadModule);
     }
     return real;
 }
@@ -358,6 +451,148 @@ TEST_F(CallStacks, BelowInfoImageEventsAreDroppedAndStacksStayBare)
     const auto frames = FrameLines();
     ASSERT_EQ(1u, frames.size());
     EXPECT_EQ(0u, frames[0].find(L"   0x"));
+}
+
+TEST_F(CallStacks, ModuleIsLoadedUnderTheProcessIdWithItsDebugDirectories)
+{
+    RenderImage(Image());
+    ASSERT_EQ(1u, moduleLoads.size());
+    const ModuleLoad& load = moduleLoads[0];
+    EXPECT_EQ(reinterpret_cast<HANDLE>(uintptr_t{loggedProcess}), load.process);
+    EXPECT_EQ(nullptr, load.file);
+    EXPECT_EQ(module.path, load.imageName);
+    EXPECT_FALSE(load.hasModuleName);
+    EXPECT_EQ(module.base, load.base);
+    EXPECT_EQ(module.size, load.size);
+    ASSERT_TRUE(load.hasData);
+    EXPECT_EQ(24u, load.data.ssize);
+    EXPECT_EQ(static_cast<DWORD>(DBHHEADER_DEBUGDIRS), load.data.ssig);
+    EXPECT_EQ(module.debugDirectories.size(), load.data.size);
+    EXPECT_EQ(module.debugDirectories, load.dataBytes);
+    EXPECT_EQ(0u, load.data.flags);
+    EXPECT_EQ(0u, load.flags);
+}
+
+TEST_F(CallStacks, ALoadThatFailsIsTraced)
+{
+    fakedLoad = std::make_pair(DWORD64{0}, DWORD{ERROR_FILE_NOT_FOUND});
+    RenderImage(Image());
+    const auto lines = TraceLines();
+    EXPECT_EQ("  ERROR : Failed to load module [" + module.path + "] with error [2]", lines.at(lines.size() - 2));
+}
+
+TEST_F(CallStacks, AnotherAddressWithoutAnErrorCountsAsLoaded)
+{
+    // dbghelp answers 0 and leaves no error for a module it already holds.
+    fakedLoad = std::make_pair(DWORD64{0}, DWORD{ERROR_SUCCESS});
+    RenderImage(Image());
+    const auto lines = TraceLines();
+    EXPECT_EQ(0u, lines.at(lines.size() - 2).find("   INFO : Loaded [" + module.path + "] between ["));
+}
+
+TEST_F(CallStacks, SymInitializeThatCannotBeHadIsTracedOnce)
+{
+    hiddenExports.insert("SymInitialize");
+    RenderImage(Image());
+    RenderImage(Image());
+    const auto lines = TraceLines();
+    // The callback is still registered (and fails however the library answers for a
+    // process it never set up).
+    EXPECT_EQ((std::vector<std::string>{
+                  "  ENTER : LoadImageSymbols",
+                  "VERBOSE : Module [dbghelp.dll] loaded, but could not locate method [SymInitialize] with error [127]",
+                  "  ERROR : SymInitialize was unavailable",
+                  "VERBOSE : Module [dbghelp.dll] method [SymRegisterCallback64] loaded successfully",
+              }),
+              std::vector<std::string>(lines.begin(), lines.begin() + 4));
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "  ERROR : SymInitialize was unavailable"));
+    // The image line still shows, twice.
+    const std::wstring line =
+        L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}";
+    EXPECT_EQ(line + line, Coloured());
+}
+
+TEST_F(CallStacks, SymInitializeFailureIsTracedAndTheCallbackStillRegistered)
+{
+    symInitializeFailure = ERROR_ACCESS_DENIED;
+    RenderImage(Image());
+    const auto lines = TraceLines();
+    EXPECT_EQ("  ERROR : Failed to initialise symbols for process [4242] with error [5]", lines.at(2));
+    EXPECT_EQ("VERBOSE : Module [dbghelp.dll] method [SymRegisterCallback64] loaded successfully", lines.at(3));
+}
+
+TEST_F(CallStacks, SymRegisterCallbackThatCannotBeHadIsTraced)
+{
+    hiddenExports.insert("SymRegisterCallback64");
+    RenderImage(Image());
+    const auto lines = TraceLines();
+    EXPECT_EQ("  ERROR : SymRegisterCallback64 was unavailable", lines.at(3));
+}
+
+TEST_F(CallStacks, SymRegisterCallbackFailureIsTracedOncePerProcess)
+{
+    registerCallbackFailure = ERROR_INVALID_PARAMETER;
+    RenderImage(Image());
+    RenderImage(Image());
+    const auto lines = TraceLines();
+    const std::string failure = "  ERROR : Failed to initialise symbol callback for process [4242] with error [87]";
+    EXPECT_EQ(failure, lines.at(3));
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), failure));
+}
+
+TEST_F(CallStacks, SymLoadModuleExThatCannotBeHadStopsAfterTheImageLine)
+{
+    hiddenExports.insert("SymLoadModuleEx");
+    RenderImage(Image());
+    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}",
+              Coloured());
+    const auto lines = TraceLines();
+    EXPECT_EQ(
+        (std::vector<std::string>{
+            "VERBOSE : Module [dbghelp.dll] loaded, but could not locate method [SymLoadModuleEx] with error [127]",
+            "  ERROR : SymLoadModuleEx was unavailable", "   EXIT : LoadImageSymbols"}),
+        std::vector<std::string>(lines.end() - 3, lines.end()));
+}
+
+TEST_F(CallStacks, WithoutSymGetLineFromAddrFramesShowNamesOnly)
+{
+    hiddenExports.insert("SymGetLineFromAddr64");
+    RenderImage(Image());
+    RenderStack({module.Address("InnerWork"), module.Address("OuterWork")});
+    EXPECT_EQ((std::vector<std::wstring>{L"   InnerWork", L"   OuterWork"}), FrameLines());
+}
+
+TEST_F(CallStacks, WithoutSymFromAddrNoFramesPrint)
+{
+    hiddenExports.insert("SymFromAddr");
+    RenderImage(Image());
+    capture.Clear();
+    console.ClearChanges();
+    RenderStack({module.Address("InnerWork"), 0x1234});
+    EXPECT_EQ(L"{0C}" + DefaultTimestamp() + L" app(4242:7) Error {08}Name : Message Args\nStack\n{07}", Coloured());
+}
+
+TEST_F(CallStacks, AFrameSaysWhetherItIsTheLoggingMachinery)
+{
+    RenderImage(Image());
+    capture.Clear();
+    const Testing::RecordedEvent event = Testing::OperationalEvent(1, 2014).Process(loggedProcess, 7).Build();
+    EXPECT_TRUE(Viewer::PrintStackFrame(event.record, module.Address("Trace_Write"), false));
+    EXPECT_FALSE(Viewer::PrintStackFrame(event.record, module.Address("InnerWork"), false));
+    EXPECT_FALSE(Viewer::PrintStackFrame(event.record, 0x1234, false));
+    EXPECT_EQ(L"", capture.WideOut());
+    EXPECT_TRUE(Viewer::PrintStackFrame(event.record, module.Address("Trace_Write"), true));
+    EXPECT_TRUE(IsFrame(capture.WideOut().substr(0, capture.WideOut().size() - 1), L"Trace_Write"));
+}
+
+TEST_F(CallStacks, UnresolvedAddressesPrintInLowerCaseHexWithoutPadding)
+{
+    RenderStack({0xABCDEF12, 0x7FF6ABCD0000});
+    EXPECT_EQ((std::vector<std::wstring>{L"   0xabcdef12", L"   0x7ff6abcd0000"}), FrameLines());
+    const auto lines = TraceLines();
+    EXPECT_TRUE(std::regex_match(lines.back(), std::regex("  ERROR : Failed to load symbol at address "
+                                                          "\\[0x00007ff6abcd0000\\] with error \\[[0-9]+\\]")))
+        << lines.back();
 }
 
 TEST(SymbolCallback, WritesEventAndDebugTextsAndDeclinesTheRest)

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cwctype>
+#include <string_view>
 
 namespace {
 
@@ -21,6 +22,8 @@ protected:
         dbghelpLoads = 0;
         hiddenExport.clear();
         dbghelpMissing = false;
+        recordSymbolOptions = false;
+        symbolOptionSets.clear();
         path = (temp.Path() / L"x.etl").wstring();
     }
 
@@ -52,7 +55,22 @@ protected:
             ::SetLastError(ERROR_PROC_NOT_FOUND);
             return nullptr;
         }
+        if (recordSymbolOptions && std::string_view(name) == "SymGetOptions") {
+            return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(CurrentSymbolOptions));
+        }
+        if (recordSymbolOptions && std::string_view(name) == "SymSetOptions") {
+            return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(RecordSymbolOptions));
+        }
         return savedModules.GetProcAddress(module, name);
+    }
+
+    // The options a library would already have (deferred loads, exact symbols), and
+    // every set the product makes on top of them.
+    static DWORD WINAPI CurrentSymbolOptions() { return SYMOPT_DEFERRED_LOADS | SYMOPT_EXACT_SYMBOLS; }
+    static DWORD WINAPI RecordSymbolOptions(DWORD symbolOptions)
+    {
+        symbolOptionSets.push_back(symbolOptions);
+        return symbolOptions;
     }
 
     static inline Platform::ModuleApi savedModules{};
@@ -60,6 +78,20 @@ protected:
     static inline DWORD loadFlags = 0;
     static inline std::string hiddenExport;
     static inline bool dbghelpMissing = false;
+    static inline bool recordSymbolOptions = false;
+    static inline std::vector<DWORD> symbolOptionSets;
+
+    // VIEW of an empty log with the two options as given, against a dbghelp whose
+    // current options are known; every value the product set them to.
+    std::vector<DWORD> SymbolOptionsSet(uint32_t callstack, uint32_t symbols)
+    {
+        recordSymbolOptions = true;
+        options.callstack = callstack;
+        options.symbols = symbols;
+        consumer.AddLogFile(path, {});
+        EXPECT_EQ(0u, Viewer::ViewLogFile(path, options));
+        return symbolOptionSets;
+    }
 
     Testing::ScopedApi<Platform::ModuleApi> modules;
     std::wstring path;
@@ -142,6 +174,8 @@ TEST_F(ViewLogFile, ProcessingFailureLeavesTheTraceOpen)
     EXPECT_EQ(L"Unexpected error whilst processing file \"" + path + L"\".\n", capture.WideOut());
     EXPECT_TRUE(consumer.Closes().empty());
     EXPECT_EQ(1u, consumer.OpenHandles());
+    // Loaded once the file had opened, before the processing that failed.
+    EXPECT_EQ(1u, tdh.ManifestLoads().size());
     const auto lines = TraceLines();
     EXPECT_EQ("  ERROR : ProcessTrace with file [" + std::filesystem::path(path).string() + "] failed with error [24]",
               lines.back());
@@ -149,9 +183,16 @@ TEST_F(ViewLogFile, ProcessingFailureLeavesTheTraceOpen)
 
 TEST_F(ViewLogFile, WithoutCallstackDbgHelpIsNeverLoaded)
 {
-    consumer.AddLogFile(path, TwoEvents());
+    // Image events and stacks in the log change nothing.
+    std::vector<Testing::RecordedEvent> events = TwoEvents();
+    Testing::ImageFields image;
+    image.debug = "AAAA";
+    events.push_back(Testing::ImageEvent(image).Build());
+    events.push_back(Testing::OperationalEvent(1, 2014).StackTrace64(1, {0x1000, 0x2000}).Build());
+    consumer.AddLogFile(path, std::move(events));
     EXPECT_EQ(0u, Viewer::ViewLogFile(path, options));
     EXPECT_EQ(0, dbghelpLoads);
+    EXPECT_NE(std::wstring::npos, capture.WideOut().find(L"Error Name : Message Args\nStack\n"));
 }
 
 TEST_F(ViewLogFile, CallstackSetsTheSymbolOptions)
@@ -176,6 +217,22 @@ TEST_F(ViewLogFile, SymbolsOptionAddsDebugOutput)
     consumer.AddLogFile(path, TwoEvents());
     EXPECT_EQ(0u, Viewer::ViewLogFile(path, options));
     EXPECT_EQ(static_cast<DWORD>(SYMOPT_DEBUG), LoadedSymbolOptions() & SYMOPT_DEBUG);
+}
+
+TEST_F(ViewLogFile, SymbolOptionsAreTheCurrentOnesAndTheViewers)
+{
+    EXPECT_EQ(std::vector<DWORD>{SYMOPT_DEFERRED_LOADS | SYMOPT_EXACT_SYMBOLS | 0x01010A33}, SymbolOptionsSet(1, 0));
+}
+
+TEST_F(ViewLogFile, SymbolsOptionAddsSymoptDebugToThem)
+{
+    EXPECT_EQ(std::vector<DWORD>{SYMOPT_DEFERRED_LOADS | SYMOPT_EXACT_SYMBOLS | 0x81010A33}, SymbolOptionsSet(1, 1));
+}
+
+TEST_F(ViewLogFile, SymbolsOptionWithoutCallstackTouchesNothing)
+{
+    EXPECT_TRUE(SymbolOptionsSet(0, 1).empty());
+    EXPECT_EQ(0, dbghelpLoads);
 }
 
 TEST_F(ViewLogFile, MissingDbgHelpIsReportedAndTheViewGoesOn)

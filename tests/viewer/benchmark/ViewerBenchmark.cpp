@@ -1,11 +1,15 @@
 // Rendering throughput of the event callback: N synthetic product events through
-// OnEventRecord, with the emulated TDH describing them from the embedded manifest and
-// the output going to a file. Prints events per second and the peak working set, which
-// must not grow with N.
+// OnEventRecord, pumped by the emulated consumer's ProcessTrace from a real-time source
+// that hands out four sample records in turn (so that the harness holds no more for
+// larger N), with the emulated TDH describing them from the embedded manifest and the
+// output going to a file. Prints events per second and the peak working set, which must
+// not grow with N.
 //
 //   viewer_benchmark.exe [events] [output file]     (defaults: 100000, viewer_benchmark.txt)
 
 #include "platform/ConsoleApi.h"
+#include "platform/EtwApi.h"
+#include "tests/emulator/ConsumerEmulator.h"
 #include "tests/emulator/TdhEmulator.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "viewer/EventCallback.h"
@@ -53,6 +57,24 @@ std::vector<Testing::RecordedEvent> SampleEvents()
     return events;
 }
 
+// Opens a real-time consumer on the emulator's source and pumps it until the source has
+// handed out every event; false when the consumer could not be opened or pumped.
+bool Pump(Viewer::ViewOptions& options)
+{
+    EVENT_TRACE_LOGFILEW logFile{};
+    logFile.LoggerName = const_cast<wchar_t*>(L"Kestrova Viewer Benchmark");
+    logFile.ProcessTraceMode = PROCESS_TRACE_MODE_EVENT_RECORD | PROCESS_TRACE_MODE_REAL_TIME;
+    logFile.EventRecordCallback = Viewer::OnEventRecord;
+    logFile.Context = &options;
+    TRACEHANDLE consumer = Platform::Etw().OpenTraceW(&logFile);
+    if (consumer == INVALID_PROCESSTRACE_HANDLE) {
+        return false;
+    }
+    const ULONG status = Platform::Etw().ProcessTrace(&consumer, 1, nullptr, nullptr);
+    Platform::Etw().CloseTrace(consumer);
+    return status == ERROR_SUCCESS;
+}
+
 double PeakWorkingSetMb()
 {
     PROCESS_MEMORY_COUNTERS counters{};
@@ -80,10 +102,14 @@ int main(int argc, char** argv)
     std::wstreambuf* saved = std::wcout.rdbuf(output.rdbuf());
     Viewer::ViewOptions options;
     options.level = 5;
-    std::vector<Testing::RecordedEvent> events = SampleEvents();
-    for (Testing::RecordedEvent& event : events) {
-        event.record.UserContext = &options;
-    }
+    const std::vector<Testing::RecordedEvent> events = SampleEvents();
+    Testing::ConsumerEmulator consumer;
+    unsigned long delivered = 0;
+    consumer.SetRealTimeSource(Testing::ConsumerEmulator::RealTimeSource{
+        [](const std::wstring&) { return true; },
+        [&](const std::wstring&) -> const EVENT_RECORD* {
+            return delivered < count ? &events[delivered++ % events.size()].record : nullptr;
+        }});
 
     const double peakBefore = PeakWorkingSetMb();
     LARGE_INTEGER frequency{};
@@ -91,12 +117,14 @@ int main(int argc, char** argv)
     LARGE_INTEGER end{};
     ::QueryPerformanceFrequency(&frequency);
     ::QueryPerformanceCounter(&start);
-    for (unsigned long index = 0; index < count; ++index) {
-        Viewer::OnEventRecord(&events[index % events.size()].record);
-    }
+    const bool pumped = Pump(options);
     ::QueryPerformanceCounter(&end);
     std::wcout.rdbuf(saved);
     output.close();
+    if (!pumped || delivered != count) {
+        std::fprintf(stderr, "the consumer delivered %lu of %lu events\n", delivered, count);
+        return 1;
+    }
 
     const double seconds = static_cast<double>(end.QuadPart - start.QuadPart) / static_cast<double>(frequency.QuadPart);
     std::printf("events %lu\nseconds %.3f\nevents per second %.0f\npeak working set before %.1f MB, after %.1f MB\n"
