@@ -193,9 +193,9 @@ TEST(ConsoleSink, EmitCarriesZeroToEightFields)
     sinkLog->Info("m5", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e});
     sinkLog->Info("m6", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f});
     sinkLog->Info("m7", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f},
-              Field{"g", g});
+                  Field{"g", g});
     sinkLog->Info("m8", Field{"a", a}, Field{"b", b}, Field{"c", c}, Field{"d", d}, Field{"e", e}, Field{"f", f},
-              Field{"g", g}, Field{"h", h});
+                  Field{"g", g}, Field{"h", h});
     const std::vector<std::string> expected{
         "m0",
         "m1 { a:1 }",

@@ -67,7 +67,7 @@ void LogSequence(int thread, DWORD& threadId)
     const std::string padding(40, static_cast<char>('a' + thread));
     for (int sequence = 0; sequence < messagesPerThread; ++sequence) {
         testLog->Info("Concurrent message", Trace::Field{"thread", thread}, Trace::Field{"sequence", sequence},
-                  Trace::Field{"padding", padding});
+                      Trace::Field{"padding", padding});
     }
 }
 
