@@ -6,28 +6,9 @@
 
 cmake_minimum_required(VERSION 3.25)
 
-execute_process(COMMAND ${OBJDUMP} -p ${IMAGE} OUTPUT_VARIABLE dump RESULT_VARIABLE result)
-if(NOT result EQUAL 0)
-    message(FATAL_ERROR "objdump -p ${IMAGE} failed: ${result}")
-endif()
-
-# DLLs that every supported Windows carries in System32.
-set(system_dlls advapi32.dll kernel32.dll msvcrt.dll rpcrt4.dll shlwapi.dll tdh.dll version.dll psapi.dll
-    user32.dll ole32.dll shell32.dll dbghelp.dll ntdll.dll)
-
-string(REGEX MATCHALL "DLL Name: [^\r\n]+" imports "${dump}")
-if(NOT imports)
-    message(FATAL_ERROR "no import table found in ${IMAGE}")
-endif()
-foreach(import IN LISTS imports)
-    string(REPLACE "DLL Name: " "" dll "${import}")
-    string(STRIP "${dll}" dll)
-    string(TOLOWER "${dll}" dll)
-    if(NOT dll IN_LIST system_dlls AND NOT dll MATCHES "^api-ms-win-")
-        message(FATAL_ERROR "${IMAGE} imports ${dll}, which is not a Windows system DLL")
-    endif()
-    message(STATUS "imports ${dll}")
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../cmake/SystemImports.cmake)
+ksdiag_check_system_imports(${OBJDUMP} ${IMAGE})
+set(dump "${KSDIAG_IMAGE_DUMP}")
 
 # Resource 1 of type 16 (the version information) and resource 1 of type 24 (the
 # application manifest the loader reads). objdump indents the directory by level: three
