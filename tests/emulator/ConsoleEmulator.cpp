@@ -1,7 +1,6 @@
 #include "tests/emulator/ConsoleEmulator.h"
 
 #include <iostream>
-#include <stdexcept>
 
 namespace Testing {
 
@@ -14,25 +13,17 @@ const HANDLE emulatedOutput = reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0x
 
 } // namespace
 
-ConsoleEmulator::ConsoleEmulator(WORD initialAttribute) : saved(Platform::Console()), current(initialAttribute)
+ConsoleEmulator::ConsoleEmulator(WORD initialAttribute)
+    : current(initialAttribute), sole(active, *this, "a ConsoleEmulator"), console(Platform::Console())
 {
-    if (active != nullptr) {
-        throw std::logic_error("a ConsoleEmulator is already installed");
-    }
-    active = this;
-    Platform::ConsoleApi& table = Platform::Console();
-    table.GetStdHandle = GetStdHandleThunk;
-    table.GetConsoleScreenBufferInfo = GetScreenBufferInfoThunk;
-    table.SetConsoleTextAttribute = SetTextAttributeThunk;
-    table.SetConsoleTitleW = SetTitleThunk;
-    table.SetConsoleCtrlHandler = SetCtrlHandlerThunk;
+    console->GetStdHandle = GetStdHandleThunk;
+    console->GetConsoleScreenBufferInfo = GetScreenBufferInfoThunk;
+    console->SetConsoleTextAttribute = SetTextAttributeThunk;
+    console->SetConsoleTitleW = SetTitleThunk;
+    console->SetConsoleCtrlHandler = SetCtrlHandlerThunk;
 }
 
-ConsoleEmulator::~ConsoleEmulator()
-{
-    Platform::Console() = saved;
-    active = nullptr;
-}
+ConsoleEmulator::~ConsoleEmulator() = default;
 
 std::wstring ConsoleEmulator::Annotate(const std::wstring& text) const
 {
@@ -56,7 +47,7 @@ std::wstring ConsoleEmulator::Annotate(const std::wstring& text) const
 
 HANDLE WINAPI ConsoleEmulator::GetStdHandleThunk(DWORD which)
 {
-    return which == STD_OUTPUT_HANDLE ? emulatedOutput : active->saved.GetStdHandle(which);
+    return which == STD_OUTPUT_HANDLE ? emulatedOutput : active->console.Saved().GetStdHandle(which);
 }
 
 BOOL WINAPI ConsoleEmulator::GetScreenBufferInfoThunk(HANDLE output, PCONSOLE_SCREEN_BUFFER_INFO info)

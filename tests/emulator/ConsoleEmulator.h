@@ -15,6 +15,8 @@
 // One emulator at a time per process; destruction restores the table.
 
 #include "platform/ConsoleApi.h"
+#include "tests/support/ScopedApi.h"
+#include "tests/support/SoleInstance.h"
 
 #include <windows.h>
 
@@ -64,13 +66,17 @@ private:
     static BOOL WINAPI SetTitleThunk(LPCWSTR title);
     static BOOL WINAPI SetCtrlHandlerThunk(PHANDLER_ROUTINE handler, BOOL add);
 
-    Platform::ConsoleApi saved;
     WORD current;
     std::vector<AttributeChange> changes;
     std::vector<HandlerRegistration> handlers;
     std::vector<std::wstring> titles;
     bool failScreenBufferInfo = false;
     size_t screenBufferQueries = 0;
+
+    // Last, so that the calls are taken only once the state above exists and are
+    // given back before it goes.
+    SoleInstance<ConsoleEmulator> sole;
+    ScopedApi<Platform::ConsoleApi> console;
 };
 
 } // namespace Testing

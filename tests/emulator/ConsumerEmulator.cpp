@@ -3,7 +3,6 @@
 #include "platform/EtwApi.h"
 
 #include <cwctype>
-#include <stdexcept>
 
 namespace Testing {
 
@@ -23,25 +22,13 @@ const EVENT_RECORD& HeaderRecord()
 } // namespace
 
 ConsumerEmulator::ConsumerEmulator()
-    : savedOpenTrace(Platform::Etw().OpenTraceW), savedProcessTrace(Platform::Etw().ProcessTrace),
-      savedCloseTrace(Platform::Etw().CloseTrace)
+    : sole(active, *this, "a ConsumerEmulator"), openTrace(Platform::Etw().OpenTraceW, OpenTraceThunk),
+      processTrace(Platform::Etw().ProcessTrace, ProcessTraceThunk),
+      closeTrace(Platform::Etw().CloseTrace, CloseTraceThunk)
 {
-    if (active != nullptr) {
-        throw std::logic_error("a ConsumerEmulator is already installed");
-    }
-    active = this;
-    Platform::Etw().OpenTraceW = OpenTraceThunk;
-    Platform::Etw().ProcessTrace = ProcessTraceThunk;
-    Platform::Etw().CloseTrace = CloseTraceThunk;
 }
 
-ConsumerEmulator::~ConsumerEmulator()
-{
-    Platform::Etw().OpenTraceW = savedOpenTrace;
-    Platform::Etw().ProcessTrace = savedProcessTrace;
-    Platform::Etw().CloseTrace = savedCloseTrace;
-    active = nullptr;
-}
+ConsumerEmulator::~ConsumerEmulator() = default;
 
 std::wstring ConsumerEmulator::Key(const std::wstring& path)
 {

@@ -20,6 +20,8 @@
 // leaves the rest of the table alone.
 
 #include "tests/emulator/EventRecordBuilder.h"
+#include "tests/support/ScopedEntry.h"
+#include "tests/support/SoleInstance.h"
 
 #include <windows.h>
 
@@ -99,9 +101,6 @@ private:
     bool Deliver(TRACEHANDLE handle, const Consumer& consumer, const EVENT_RECORD& record, size_t position);
     static std::wstring Key(const std::wstring& path);
 
-    decltype(&::OpenTraceW) savedOpenTrace;
-    decltype(&::ProcessTrace) savedProcessTrace;
-    decltype(&::CloseTrace) savedCloseTrace;
     std::map<std::wstring, std::vector<RecordedEvent>> logFiles;
     std::map<TRACEHANDLE, Consumer> consumers;
     RealTimeSource realTime;
@@ -114,6 +113,13 @@ private:
     ULONG processFailure = 0;
     ULONG closeFailure = 0;
     TRACEHANDLE nextHandle = 0x5452430000000001ull; // recognisable in a debugger
+
+    // Last, so that the calls are taken only once the state above exists and are
+    // given back before it goes.
+    SoleInstance<ConsumerEmulator> sole;
+    ScopedEntry<decltype(&::OpenTraceW)> openTrace;
+    ScopedEntry<decltype(&::ProcessTrace)> processTrace;
+    ScopedEntry<decltype(&::CloseTrace)> closeTrace;
 };
 
 } // namespace Testing

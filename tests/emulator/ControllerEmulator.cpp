@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 #include <cwctype>
-#include <stdexcept>
 
 namespace Testing {
 
@@ -168,25 +167,13 @@ const EnabledProvider* EmulatedSession::Provider(const GUID& provider) const
 }
 
 ControllerEmulator::ControllerEmulator()
-    : savedStartTrace(Platform::Etw().StartTraceW), savedControlTrace(Platform::Etw().ControlTraceW),
-      savedEnableTrace(Platform::Etw().EnableTraceEx2)
+    : sole(active, *this, "a ControllerEmulator"), startTrace(Platform::Etw().StartTraceW, StartTraceThunk),
+      controlTrace(Platform::Etw().ControlTraceW, ControlTraceThunk),
+      enableTrace(Platform::Etw().EnableTraceEx2, EnableTraceThunk)
 {
-    if (active != nullptr) {
-        throw std::logic_error("a ControllerEmulator is already installed");
-    }
-    active = this;
-    Platform::Etw().StartTraceW = StartTraceThunk;
-    Platform::Etw().ControlTraceW = ControlTraceThunk;
-    Platform::Etw().EnableTraceEx2 = EnableTraceThunk;
 }
 
-ControllerEmulator::~ControllerEmulator()
-{
-    Platform::Etw().StartTraceW = savedStartTrace;
-    Platform::Etw().ControlTraceW = savedControlTrace;
-    Platform::Etw().EnableTraceEx2 = savedEnableTrace;
-    active = nullptr;
-}
+ControllerEmulator::~ControllerEmulator() = default;
 
 TRACEHANDLE ControllerEmulator::AddSession(EmulatedSession session)
 {

@@ -36,6 +36,9 @@
 // nothing. Calls may come from any thread (LIVE's control handler stops its session
 // from a thread of the system's); the emulator serialises them.
 
+#include "tests/support/ScopedEntry.h"
+#include "tests/support/SoleInstance.h"
+
 #include <windows.h>
 
 #include <evntrace.h>
@@ -167,10 +170,6 @@ private:
     std::vector<EmulatedSession>::const_iterator FindByName(const std::wstring& name) const;
     TRACEHANDLE NextHandle();
 
-    decltype(&::StartTraceW) savedStartTrace;
-    decltype(&::ControlTraceW) savedControlTrace;
-    decltype(&::EnableTraceEx2) savedEnableTrace;
-
     mutable std::recursive_mutex lock;
     std::vector<EmulatedSession> sessions;
     std::vector<ControllerCall> calls;
@@ -178,6 +177,13 @@ private:
     std::map<std::pair<ControllerCallKind, size_t>, ULONG> failures;
     std::function<void(EVENT_TRACE_PROPERTIES&, ULONG)> afterFill;
     TRACEHANDLE lastHandle = 0x0000534553530000ull; // "SESS", recognisable in a debugger
+
+    // Last, so that the calls are taken only once the state above exists and are
+    // given back before it goes.
+    SoleInstance<ControllerEmulator> sole;
+    ScopedEntry<decltype(&::StartTraceW)> startTrace;
+    ScopedEntry<decltype(&::ControlTraceW)> controlTrace;
+    ScopedEntry<decltype(&::EnableTraceEx2)> enableTrace;
 };
 
 } // namespace Testing

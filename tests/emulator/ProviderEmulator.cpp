@@ -41,22 +41,12 @@ std::wstring WrittenData::Wide() const
 }
 
 ProviderEmulator::ProviderEmulator()
-    : savedEventRegister(Platform::Etw().EventRegister), savedEventWriteTransfer(Platform::Etw().EventWriteTransfer)
+    : sole(installed, *this, "a provider emulator"), eventRegister(Platform::Etw().EventRegister, EventRegisterThunk),
+      eventWriteTransfer(Platform::Etw().EventWriteTransfer, EventWriteTransferThunk)
 {
-    if (installed != nullptr) {
-        throw std::logic_error("a provider emulator is already installed");
-    }
-    installed = this;
-    Platform::Etw().EventRegister = EventRegisterThunk;
-    Platform::Etw().EventWriteTransfer = EventWriteTransferThunk;
 }
 
-ProviderEmulator::~ProviderEmulator()
-{
-    Platform::Etw().EventRegister = savedEventRegister;
-    Platform::Etw().EventWriteTransfer = savedEventWriteTransfer;
-    installed = nullptr;
-}
+ProviderEmulator::~ProviderEmulator() = default;
 
 std::vector<USHORT> ProviderEmulator::WrittenIds() const
 {

@@ -14,6 +14,9 @@
 // records once the writers are done. The enable callback is invoked synchronously on
 // the thread that calls Control, whereas the system calls it on a thread of its own.
 
+#include "tests/support/ScopedEntry.h"
+#include "tests/support/SoleInstance.h"
+
 #include <windows.h>
 
 #include <evntprov.h>
@@ -103,8 +106,6 @@ private:
         ULONGLONG matchAllKeyword = 0;
     };
 
-    decltype(&::EventRegister) savedEventRegister;
-    decltype(&::EventWriteTransfer) savedEventWriteTransfer;
     std::mutex recording; // guards registrations and writes while calls come in
     std::vector<ProviderRegistration> registrations;
     std::vector<EventWrite> writes;
@@ -113,6 +114,12 @@ private:
     REGHANDLE nextHandle = 0x4B45530000000001ull; // recognisable in a debugger
     bool enableAtRegistration = false;
     SessionFilter runningSession;
+
+    // Last, so that the calls are taken only once the state above exists and are
+    // given back before it goes.
+    SoleInstance<ProviderEmulator> sole;
+    ScopedEntry<decltype(&::EventRegister)> eventRegister;
+    ScopedEntry<decltype(&::EventWriteTransfer)> eventWriteTransfer;
 };
 
 } // namespace Testing

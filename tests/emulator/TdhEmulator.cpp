@@ -130,25 +130,16 @@ size_t PointerSize(const EVENT_RECORD& record)
 
 } // namespace
 
-TdhEmulator::TdhEmulator() : saved(Platform::Tdh())
+TdhEmulator::TdhEmulator() : sole(active, *this, "a TdhEmulator"), tdh(Platform::Tdh())
 {
-    if (active != nullptr) {
-        throw std::logic_error("a TdhEmulator is already installed");
-    }
-    active = this;
     Add(SystemProviderSchemas());
-    Platform::TdhApi& table = Platform::Tdh();
-    table.TdhLoadManifest = LoadManifestThunk;
-    table.TdhGetEventInformation = GetEventInformationThunk;
-    table.TdhGetPropertySize = GetPropertySizeThunk;
-    table.TdhGetProperty = GetPropertyThunk;
+    tdh->TdhLoadManifest = LoadManifestThunk;
+    tdh->TdhGetEventInformation = GetEventInformationThunk;
+    tdh->TdhGetPropertySize = GetPropertySizeThunk;
+    tdh->TdhGetProperty = GetPropertyThunk;
 }
 
-TdhEmulator::~TdhEmulator()
-{
-    Platform::Tdh() = saved;
-    active = nullptr;
-}
+TdhEmulator::~TdhEmulator() = default;
 
 void TdhEmulator::AddManifest(std::string_view xml)
 {

@@ -21,6 +21,8 @@
 
 #include "platform/TdhApi.h"
 #include "tests/emulator/EventSchema.h"
+#include "tests/support/ScopedApi.h"
+#include "tests/support/SoleInstance.h"
 
 #include <windows.h>
 
@@ -103,7 +105,6 @@ private:
     ULONG GetProperty(const EVENT_RECORD& record, ULONG count, const PROPERTY_DATA_DESCRIPTOR* descriptors,
                       ULONG bufferSize, BYTE* buffer) const;
 
-    Platform::TdhApi saved;
     std::map<Key, Described> described;
     std::map<Key, Described> anyVersion; // keyed with version 0
     std::vector<ManifestLoad> manifestLoads;
@@ -114,6 +115,11 @@ private:
     ULONG propertyFailure = 0;
     size_t eventInformationCalls = 0;
     size_t insufficientBufferAnswers = 0;
+
+    // Last, so that the calls are taken only once the state above exists and are
+    // given back before it goes.
+    SoleInstance<TdhEmulator> sole;
+    ScopedApi<Platform::TdhApi> tdh;
 };
 
 } // namespace Testing

@@ -1,7 +1,6 @@
 #include "tests/session/RegistryInterceptor.h"
 
 #include <cwchar>
-#include <stdexcept>
 
 namespace Testing {
 
@@ -23,12 +22,9 @@ std::wstring Hex(unsigned long value)
 
 } // namespace
 
-RegistryInterceptor::RegistryInterceptor() : registry(Platform::Registry())
+RegistryInterceptor::RegistryInterceptor()
+    : sole(active, *this, "a RegistryInterceptor"), registry(Platform::Registry())
 {
-    if (active != nullptr) {
-        throw std::logic_error("a RegistryInterceptor is already installed");
-    }
-    active = this;
     registry->RegCreateKeyExW = CreateKey;
     registry->RegOpenKeyExW = OpenKey;
     registry->RegSetValueExW = SetValue;
@@ -36,10 +32,7 @@ RegistryInterceptor::RegistryInterceptor() : registry(Platform::Registry())
     registry->RegCloseKey = CloseKey;
 }
 
-RegistryInterceptor::~RegistryInterceptor()
-{
-    active = nullptr;
-}
+RegistryInterceptor::~RegistryInterceptor() = default;
 
 LSTATUS WINAPI RegistryInterceptor::CreateKey(HKEY key, LPCWSTR subkey, DWORD reserved, LPWSTR keyClass, DWORD options,
                                               REGSAM desired, LPSECURITY_ATTRIBUTES security, PHKEY result,

@@ -10,6 +10,7 @@
 #include "platform/RegistryApi.h"
 #include "tests/session/AutologgerDefinition.h"
 #include "tests/support/ScopedApi.h"
+#include "tests/support/SoleInstance.h"
 
 #include <windows.h>
 
@@ -56,7 +57,6 @@ private:
     static LSTATUS WINAPI DeleteTree(HKEY key, LPCWSTR subkey);
     static LSTATUS WINAPI CloseKey(HKEY key);
 
-    ScopedApi<Platform::RegistryApi> registry;
     std::vector<std::wstring> writes;
     std::vector<RegistryValue> writtenValues;
     std::vector<std::wstring> keyAccesses;
@@ -65,6 +65,11 @@ private:
     LSTATUS deleteFailure = ERROR_SUCCESS;
     uint32_t opened = 0;
     uint32_t closed = 0;
+
+    // Last, so that the calls are taken only once the state above exists and are
+    // given back before it goes.
+    SoleInstance<RegistryInterceptor> sole;
+    ScopedApi<Platform::RegistryApi> registry;
 };
 
 } // namespace Testing

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
 
 namespace Testing {
 
@@ -137,19 +136,12 @@ HMODULE WINAPI FakeLoadLibraryExW(LPCWSTR path, HANDLE file, DWORD flags)
 
 } // namespace
 
-FakeDbgHelp::FakeDbgHelp() : module(Platform::Module())
+FakeDbgHelp::FakeDbgHelp() : sole(installed, *this, "a dbghelp fake"), module(Platform::Module())
 {
-    if (installed != nullptr) {
-        throw std::logic_error("a dbghelp fake is already installed");
-    }
-    installed = this;
     module->GetProcAddress = FakeGetProcAddress;
     module->LoadLibraryExW = FakeLoadLibraryExW;
 }
 
-FakeDbgHelp::~FakeDbgHelp()
-{
-    installed = nullptr;
-}
+FakeDbgHelp::~FakeDbgHelp() = default;
 
 } // namespace Testing

@@ -10,6 +10,7 @@
 
 #include "platform/ModuleApi.h"
 #include "tests/support/ScopedApi.h"
+#include "tests/support/SoleInstance.h"
 
 #include <windows.h>
 
@@ -76,6 +77,7 @@ public:
     std::vector<DWORD> lineStructSizes;
 
 private:
+    SoleInstance<FakeDbgHelp> sole;
     ScopedApi<Platform::ModuleApi> module;
 };
 
