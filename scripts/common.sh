@@ -9,7 +9,9 @@ export WINEDEBUG=${WINEDEBUG:--all}
 # wine64-preloader is only a recommendation of wine64, but without it Wine maps its
 # fixed pages after the C library has been placed at random: about one start in a
 # thousand finds 0x7ffe0000 taken and wine64 quits at once with exit code 1 and no word.
-ksdiag_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine64-preloader googletest)
+# clang with its sanitizer and fuzzer runtimes builds the native half of the suite.
+ksdiag_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine64-preloader googletest
+    clang libclang-rt-14-dev)
 
 # Installs whichever Debian packages of the list are missing.
 ksdiag_install_prerequisites() {
@@ -27,6 +29,15 @@ ksdiag_install_prerequisites() {
     echo "Installing: ${missing[*]}" >&2
     "${sudo[@]}" apt-get update -qq
     DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+KSDIAG_NATIVE_BUILD_DIR=${KSDIAG_NATIVE_BUILD_DIR:-$KSDIAG_BUILD_DIR-native}
+
+# The native half: the log-file library and its tests, built for Linux with clang under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
+ksdiag_configure_native() {
+    cmake -S "$KSDIAG_ROOT/tests/native" -B "$KSDIAG_NATIVE_BUILD_DIR" -G Ninja \
+        -DCMAKE_CXX_COMPILER=clang++ "$@" >&2
 }
 
 ksdiag_configure() {
