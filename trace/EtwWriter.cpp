@@ -159,13 +159,19 @@ void NTAPI ProviderEnableCallback(LPCGUID, ULONG controlCode, UCHAR level, ULONG
         context->matchAllKeyword = 0;
         context->enableBits = 0;
         break;
-    case EVENT_CONTROL_CODE_ENABLE_PROVIDER:
+    case EVENT_CONTROL_CODE_ENABLE_PROVIDER: {
+        // For manifest-based providers ETW documents a MatchAnyKeyword of 0 as "every
+        // event of the provider", the same as all bits set; whether the callback is then
+        // handed 0 or all ones is not documented. START and LIVE enable with 0, and every
+        // event here carries a channel bit, so reading 0 literally would write nothing.
+        const ULONGLONG any = matchAnyKeyword == 0 ? ~0ull : matchAnyKeyword;
         context->enabled = true;
         context->level = level;
-        context->matchAnyKeyword = matchAnyKeyword;
+        context->matchAnyKeyword = any;
         context->matchAllKeyword = matchAllKeyword;
-        context->enableBits = PassingFamilies(level, matchAnyKeyword, matchAllKeyword);
+        context->enableBits = PassingFamilies(level, any, matchAllKeyword);
         break;
+    }
     case EVENT_CONTROL_CODE_CAPTURE_STATE:
     default:
         // A session asks for the provider's state (a rundown). There is none to write:

@@ -58,11 +58,35 @@ TEST_F(EnableCallback, KeywordsWithoutAFamilyEnableNothing)
     EXPECT_EQ(0u, Trace::ProviderEnableBits());
 }
 
-TEST_F(EnableCallback, ZeroMatchAnyKeywordEnablesNothing)
+TEST_F(EnableCallback, ZeroMatchAnyKeywordMeansEveryKeyword)
 {
-    // Every event of this provider carries a keyword, and none shares a bit with 0.
     provider.Enable(0, 0);
-    EXPECT_EQ(0u, Trace::ProviderEnableBits());
+    EXPECT_EQ(everyFamily, Trace::ProviderEnableBits());
+    EXPECT_EQ(Testing::AllKeywords, Trace::EnableState().matchAnyKeyword);
+}
+
+TEST_F(EnableCallback, ZeroAndAllOnesEnableTheSameFamiliesAtEveryLevel)
+{
+    for (unsigned level = 0; level <= 0xFF; ++level) {
+        provider.Enable(static_cast<UCHAR>(level), 0);
+        const uint32_t fromZero = Trace::ProviderEnableBits();
+        provider.Enable(static_cast<UCHAR>(level), Testing::AllKeywords);
+        EXPECT_EQ(fromZero, Trace::ProviderEnableBits()) << "level " << level;
+    }
+    // The comparison is not empty: the levels START offers pick these families.
+    provider.Enable(2, 0);
+    EXPECT_EQ(0x840u, Trace::ProviderEnableBits()); // 2006 and 2014
+    provider.Enable(4, 0);
+    EXPECT_EQ(0xE70u, Trace::ProviderEnableBits());
+    provider.Enable(18, 0);
+    EXPECT_EQ(everyFamily, Trace::ProviderEnableBits());
+}
+
+TEST_F(EnableCallback, ZeroMatchAnyKeywordKeepsMatchAllKeyword)
+{
+    provider.Enable(0, 0, 0x4000000000000001ull);
+    EXPECT_EQ(operationalFamilies, Trace::ProviderEnableBits());
+    EXPECT_EQ(0x4000000000000001ull, Trace::EnableState().matchAllKeyword);
 }
 
 TEST_F(EnableCallback, ChannelBitsReachTheirChannelsEvents)
