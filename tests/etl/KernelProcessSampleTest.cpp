@@ -1,0 +1,227 @@
+#include "etl/Decoder.h"
+#include "etl/EventMessage.h"
+#include "etl/GuidText.h"
+#include "etl/PropertyLocator.h"
+#include "etl/PropertyValue.h"
+#include "tests/etl/PayloadBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+// Real Microsoft-Windows-Kernel-Process events of Windows 7 (64-bit), cut out of the sample log
+// KernelProcess-Win7.etl (from microsoft/Tx, Traces/Process.etl; see
+// the samples' SOURCES.md): one record of each id, an EVENT_HEADER of 0x50 bytes
+// followed by the user data below. Every expected value was read off the bytes by hand.
+
+namespace {
+
+const Etl::Guid kernelProcess = *Etl::ParseGuid("{22FB2CD6-0E7B-422B-A0C7-2FAD1FD0E716}");
+
+// The record at file offset 0xDD48 (292 bytes; process 3324, thread 8048): event 1 version 0,
+// channel 16, level 4, opcode 1, task 1, keyword 0x8000000000000010. Its 212 bytes of user data from 0xDD98:
+const std::vector<uint8_t> processStart{
+    0xE8, 0x16, 0x00, 0x00, 0x90, 0xEA, 0xE2, 0x9A, 0x9C, 0x77, 0xCB, 0x01, 0xFC, 0x0C, 0x00, 0x00, 0x01, 0x00,
+    0x00, 0x00, 0x5C, 0x00, 0x44, 0x00, 0x65, 0x00, 0x76, 0x00, 0x69, 0x00, 0x63, 0x00, 0x65, 0x00, 0x5C, 0x00,
+    0x48, 0x00, 0x61, 0x00, 0x72, 0x00, 0x64, 0x00, 0x64, 0x00, 0x69, 0x00, 0x73, 0x00, 0x6B, 0x00, 0x56, 0x00,
+    0x6F, 0x00, 0x6C, 0x00, 0x75, 0x00, 0x6D, 0x00, 0x65, 0x00, 0x32, 0x00, 0x5C, 0x00, 0x50, 0x00, 0x72, 0x00,
+    0x6F, 0x00, 0x67, 0x00, 0x72, 0x00, 0x61, 0x00, 0x6D, 0x00, 0x20, 0x00, 0x46, 0x00, 0x69, 0x00, 0x6C, 0x00,
+    0x65, 0x00, 0x73, 0x00, 0x20, 0x00, 0x28, 0x00, 0x78, 0x00, 0x38, 0x00, 0x36, 0x00, 0x29, 0x00, 0x5C, 0x00,
+    0x4D, 0x00, 0x69, 0x00, 0x63, 0x00, 0x72, 0x00, 0x6F, 0x00, 0x73, 0x00, 0x6F, 0x00, 0x66, 0x00, 0x74, 0x00,
+    0x20, 0x00, 0x56, 0x00, 0x69, 0x00, 0x73, 0x00, 0x75, 0x00, 0x61, 0x00, 0x6C, 0x00, 0x20, 0x00, 0x53, 0x00,
+    0x74, 0x00, 0x75, 0x00, 0x64, 0x00, 0x69, 0x00, 0x6F, 0x00, 0x20, 0x00, 0x31, 0x00, 0x30, 0x00, 0x2E, 0x00,
+    0x30, 0x00, 0x5C, 0x00, 0x43, 0x00, 0x6F, 0x00, 0x6D, 0x00, 0x6D, 0x00, 0x6F, 0x00, 0x6E, 0x00, 0x37, 0x00,
+    0x5C, 0x00, 0x49, 0x00, 0x44, 0x00, 0x45, 0x00, 0x5C, 0x00, 0x64, 0x00, 0x65, 0x00, 0x76, 0x00, 0x65, 0x00,
+    0x6E, 0x00, 0x76, 0x00, 0x2E, 0x00, 0x65, 0x00, 0x78, 0x00, 0x65, 0x00, 0x00, 0x00,
+};
+// The record at file offset 0x5FB08 (171 bytes; process 5380, thread 4832): event 2 version 1,
+// channel 16, level 4, opcode 2, task 2, keyword 0x8000000000000010. Its 91 bytes of user data from 0x5FB58:
+const std::vector<uint8_t> processStop{
+    0x04, 0x15, 0x00, 0x00, 0x9F, 0x9F, 0x29, 0x65, 0x9C, 0x77, 0xCB, 0x01, 0x8B, 0xE7, 0xF5, 0xA8, 0x9C, 0x77, 0xCB,
+    0x01, 0x00, 0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x60, 0x00, 0x00, 0x00, 0x00, 0xD0, 0x59, 0x00, 0x00, 0x00,
+    0x00, 0x00, 0x00, 0x60, 0x70, 0x00, 0x00, 0x00, 0x00, 0x00, 0x9F, 0x14, 0xC3, 0x33, 0x00, 0x00, 0x00, 0x00, 0x0C,
+    0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x34, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+    0x53, 0x65, 0x61, 0x72, 0x63, 0x68, 0x50, 0x72, 0x6F, 0x74, 0x6F, 0x63, 0x6F, 0x6C, 0x00,
+};
+// The record at file offset 0x24A8 (148 bytes; process 1036, thread 4696): event 3 version 1,
+// channel 16, level 4, opcode 1, task 3, keyword 0x8000000000000020. Its 68 bytes of user data from 0x24F8:
+const std::vector<uint8_t> threadStart{
+    0x0C, 0x04, 0x00, 0x00, 0x3C, 0x0F, 0x00, 0x00, 0x00, 0x30, 0x14, 0x08, 0x80, 0xF8, 0xFF, 0xFF, 0x00,
+    0xD0, 0x13, 0x08, 0x80, 0xF8, 0xFF, 0xFF, 0x00, 0x00, 0x31, 0x05, 0x00, 0x00, 0x00, 0x00, 0x00, 0x80,
+    0x30, 0x05, 0x00, 0x00, 0x00, 0x00, 0x98, 0xB6, 0x94, 0xF7, 0xFE, 0x07, 0x00, 0x00, 0x98, 0xB6, 0x94,
+    0xF7, 0xFE, 0x07, 0x00, 0x00, 0x00, 0x60, 0xF5, 0xFF, 0xFF, 0x07, 0x00, 0x00, 0x62, 0x00, 0x00, 0x00,
+};
+// The record at file offset 0x2288 (156 bytes; process 3996, thread 5340): event 4 version 1,
+// channel 16, level 4, opcode 2, task 4, keyword 0x8000000000000020. Its 76 bytes of user data from 0x22D8:
+const std::vector<uint8_t> threadStop{
+    0x9C, 0x0F, 0x00, 0x00, 0xDC, 0x14, 0x00, 0x00, 0x00, 0x80, 0x1D, 0x05, 0x80, 0xF8, 0xFF, 0xFF, 0x00, 0x20, 0x1D,
+    0x05, 0x80, 0xF8, 0xFF, 0xFF, 0x20, 0xFD, 0xEF, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0, 0xEF, 0x07, 0x00, 0x00,
+    0x00, 0x00, 0x91, 0x2C, 0x17, 0x77, 0x00, 0x00, 0x00, 0x00, 0x91, 0x2C, 0x17, 0x77, 0x00, 0x00, 0x00, 0x00, 0x00,
+    0xA0, 0xF7, 0x7E, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x4B, 0x37, 0x05, 0x00, 0x00, 0x00, 0x00, 0x00,
+};
+// The record at file offset 0x42D0 (206 bytes; process 2800, thread 4200): event 5 version 0,
+// channel 16, level 4, opcode 0, task 5, keyword 0x8000000000000040. Its 126 bytes of user data from 0x4320:
+const std::vector<uint8_t> imageLoad{
+    0x00, 0x00, 0x9F, 0x74, 0x00, 0x00, 0x00, 0x00, 0x00, 0x90, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0xF0, 0x0A,
+    0x00, 0x00, 0x56, 0xDB, 0x01, 0x00, 0x50, 0x3E, 0xB3, 0x4A, 0x00, 0x50, 0x01, 0x00, 0x00, 0x00, 0x9F, 0x74,
+    0x5C, 0x00, 0x57, 0x00, 0x69, 0x00, 0x6E, 0x00, 0x64, 0x00, 0x6F, 0x00, 0x77, 0x00, 0x73, 0x00, 0x5C, 0x00,
+    0x53, 0x00, 0x79, 0x00, 0x73, 0x00, 0x57, 0x00, 0x4F, 0x00, 0x57, 0x00, 0x36, 0x00, 0x34, 0x00, 0x5C, 0x00,
+    0x43, 0x00, 0x43, 0x00, 0x4D, 0x00, 0x5C, 0x00, 0x43, 0x00, 0x43, 0x00, 0x4D, 0x00, 0x41, 0x00, 0x75, 0x00,
+    0x74, 0x00, 0x68, 0x00, 0x4D, 0x00, 0x65, 0x00, 0x73, 0x00, 0x73, 0x00, 0x61, 0x00, 0x67, 0x00, 0x65, 0x00,
+    0x48, 0x00, 0x6F, 0x00, 0x6F, 0x00, 0x6B, 0x00, 0x2E, 0x00, 0x64, 0x00, 0x6C, 0x00, 0x6C, 0x00, 0x00, 0x00,
+};
+// The record at file offset 0x9050 (168 bytes; process 3324, thread 7444): event 6 version 0,
+// channel 16, level 4, opcode 0, task 6, keyword 0x8000000000000040. Its 88 bytes of user data from 0x90A0:
+const std::vector<uint8_t> imageUnload{
+    0x00, 0x00, 0x5E, 0x4A, 0x00, 0x00, 0x00, 0x00, 0x00, 0x80, 0x05, 0x00, 0x00, 0x00, 0x00, 0x00, 0xFC, 0x0C,
+    0x00, 0x00, 0xEE, 0x0C, 0x06, 0x00, 0x8D, 0xC4, 0x5B, 0x4A, 0x00, 0x00, 0x5E, 0x4A, 0x00, 0x00, 0x00, 0x00,
+    0x5C, 0x00, 0x57, 0x00, 0x69, 0x00, 0x6E, 0x00, 0x64, 0x00, 0x6F, 0x00, 0x77, 0x00, 0x73, 0x00, 0x5C, 0x00,
+    0x53, 0x00, 0x79, 0x00, 0x73, 0x00, 0x74, 0x00, 0x65, 0x00, 0x6D, 0x00, 0x33, 0x00, 0x32, 0x00, 0x5C, 0x00,
+    0x63, 0x00, 0x6D, 0x00, 0x64, 0x00, 0x2E, 0x00, 0x65, 0x00, 0x78, 0x00, 0x65, 0x00, 0x00, 0x00,
+};
+
+class KernelProcessSample : public testing::Test {
+protected:
+    // The named property's value as text, after checking where it lies.
+    std::u16string Text(const Etl::Event& event, std::u16string_view name, uint32_t offset, uint32_t size)
+    {
+        const Etl::EventDescription* description = decoder.Describe(event);
+        if (description == nullptr) {
+            ADD_FAILURE() << "event not described";
+            return {};
+        }
+        const Etl::PropertyLocation location = Etl::LocateProperty(event, *description, name);
+        EXPECT_EQ(location.status, Etl::StatusSuccess);
+        EXPECT_EQ(location.offset, offset);
+        EXPECT_EQ(location.size, size);
+        const size_t index = description->FindTopLevelProperty(name);
+        const Etl::PropertyDescription& property = description->properties[index];
+        return Etl::FormatValue(Etl::DecodeValue(property.inType,
+                                                 event.userData.subspan(location.offset, location.size),
+                                                 event.pointerSize),
+                                property.outType);
+    }
+
+    static Etl::Event Record(uint16_t id, uint8_t version, uint8_t opcode, uint64_t keyword,
+                             const std::vector<uint8_t>& data)
+    {
+        Etl::Event event = Testing::MakeEvent(kernelProcess, id, version, data, 8);
+        event.descriptor.channel = 16;
+        event.descriptor.level = 4;
+        event.descriptor.opcode = opcode;
+        event.descriptor.task = id;
+        event.descriptor.keyword = keyword;
+        return event;
+    }
+
+    Etl::Decoder decoder;
+};
+
+TEST_F(KernelProcessSample, DecodesProcessStart)
+{
+    const Etl::Event event = Record(1, 0, 1, 0x8000000000000010, processStart);
+    EXPECT_EQ(Text(event, u"ProcessID", 0, 4), u"5864");
+    EXPECT_EQ(Text(event, u"CreateTime", 4, 8), u"2010-10-29T19:08:00.7357072Z");
+    EXPECT_EQ(Text(event, u"ParentProcessID", 12, 4), u"3324");
+    EXPECT_EQ(Text(event, u"SessionID", 16, 4), u"1");
+    EXPECT_EQ(
+        Text(event, u"ImageName", 20, 192),
+        u"\\Device\\HarddiskVolume2\\Program Files (x86)\\Microsoft Visual Studio 10.0\\Common7\\IDE\\devenv.exe");
+    EXPECT_EQ(Etl::FormatEventMessage(event, *decoder.Describe(event)),
+              u"Process 5864 started at time 2010-10-29T19:08:00.7357072Z by parent 3324 running in session 1 with "
+              u"name \\Device\\HarddiskVolume2\\Program Files (x86)\\Microsoft Visual Studio "
+              u"10.0\\Common7\\IDE\\devenv.exe.");
+}
+
+TEST_F(KernelProcessSample, DecodesProcessStopWithItsAnsiImageName)
+{
+    const Etl::Event event = Record(2, 1, 2, 0x8000000000000010, processStop);
+    EXPECT_EQ(Text(event, u"ProcessID", 0, 4), u"5380");
+    EXPECT_EQ(Text(event, u"CreateTime", 4, 8), u"2010-10-29T19:06:30.6021279Z");
+    EXPECT_EQ(Text(event, u"ExitTime", 12, 8), u"2010-10-29T19:08:24.3482507Z");
+    EXPECT_EQ(Text(event, u"ExitCode", 20, 4), u"0");
+    EXPECT_EQ(Text(event, u"TokenElevationType", 24, 4), u"3");
+    EXPECT_EQ(Text(event, u"HandleCount", 28, 4), u"96");
+    EXPECT_EQ(Text(event, u"CommitCharge", 32, 8), u"5885952");
+    EXPECT_EQ(Text(event, u"CommitPeak", 40, 8), u"7364608");
+    EXPECT_EQ(Text(event, u"CPUCycleCount", 48, 8), u"868422815");
+    EXPECT_EQ(Text(event, u"ReadOperationCount", 56, 4), u"12");
+    EXPECT_EQ(Text(event, u"WriteOperationCount", 60, 4), u"1");
+    EXPECT_EQ(Text(event, u"ReadTransferKiloBytes", 64, 4), u"52");
+    EXPECT_EQ(Text(event, u"WriteTransferKiloBytes", 68, 4), u"0");
+    EXPECT_EQ(Text(event, u"HardFaultCount", 72, 4), u"0");
+    EXPECT_EQ(Text(event, u"ImageName", 76, 15), u"SearchProtocol");
+    EXPECT_EQ(Etl::FormatEventMessage(event, *decoder.Describe(event)),
+              u"Process 5380 (which started at time 2010-10-29T19:06:30.6021279Z) stopped at time "
+              u"2010-10-29T19:08:24.3482507Z with exit code 0.");
+}
+
+TEST_F(KernelProcessSample, DecodesThreadStart)
+{
+    const Etl::Event event = Record(3, 1, 1, 0x8000000000000020, threadStart);
+    EXPECT_EQ(Text(event, u"ProcessID", 0, 4), u"1036");
+    EXPECT_EQ(Text(event, u"ThreadID", 4, 4), u"3900");
+    EXPECT_EQ(Text(event, u"StackBase", 8, 8), u"0xFFFFF88008143000");
+    EXPECT_EQ(Text(event, u"StackLimit", 16, 8), u"0xFFFFF8800813D000");
+    EXPECT_EQ(Text(event, u"UserStackBase", 24, 8), u"0x5310000");
+    EXPECT_EQ(Text(event, u"UserStackLimit", 32, 8), u"0x5308000");
+    EXPECT_EQ(Text(event, u"StartAddr", 40, 8), u"0x7FEF794B698");
+    EXPECT_EQ(Text(event, u"Win32StartAddr", 48, 8), u"0x7FEF794B698");
+    EXPECT_EQ(Text(event, u"TebBase", 56, 8), u"0x7FFFFF56000");
+    EXPECT_EQ(Text(event, u"SubProcessTag", 64, 4), u"98");
+    EXPECT_EQ(Etl::FormatEventMessage(event, *decoder.Describe(event)), u"Thread 3900 (in Process 1036) started.");
+}
+
+TEST_F(KernelProcessSample, DecodesThreadStop)
+{
+    const Etl::Event event = Record(4, 1, 2, 0x8000000000000020, threadStop);
+    EXPECT_EQ(Text(event, u"ProcessID", 0, 4), u"3996");
+    EXPECT_EQ(Text(event, u"ThreadID", 4, 4), u"5340");
+    EXPECT_EQ(Text(event, u"StackBase", 8, 8), u"0xFFFFF880051D8000");
+    EXPECT_EQ(Text(event, u"UserStackBase", 24, 8), u"0x7EFFD20");
+    EXPECT_EQ(Text(event, u"TebBase", 56, 8), u"0x7EF7A000");
+    EXPECT_EQ(Text(event, u"SubProcessTag", 64, 4), u"0");
+    EXPECT_EQ(Text(event, u"CycleTime", 68, 8), u"341835");
+    EXPECT_EQ(Etl::FormatEventMessage(event, *decoder.Describe(event)), u"Thread 5340 (in Process 3996) stopped.");
+}
+
+TEST_F(KernelProcessSample, DecodesImageLoad)
+{
+    const Etl::Event event = Record(5, 0, 0, 0x8000000000000040, imageLoad);
+    EXPECT_EQ(Text(event, u"ImageBase", 0, 8), u"0x749F0000");
+    EXPECT_EQ(Text(event, u"ImageSize", 8, 8), u"0x19000");
+    EXPECT_EQ(Text(event, u"ProcessID", 16, 4), u"2800");
+    EXPECT_EQ(Text(event, u"ImageCheckSum", 20, 4), u"121686");
+    EXPECT_EQ(Text(event, u"TimeDateStamp", 24, 4), u"1253260880");
+    EXPECT_EQ(Text(event, u"DefaultBase", 28, 8), u"0x749F000000015000");
+    EXPECT_EQ(Text(event, u"ImageName", 36, 90), u"\\Windows\\SysWOW64\\CCM\\CCMAuthMessageHook.dll");
+    EXPECT_EQ(Etl::FormatEventMessage(event, *decoder.Describe(event)),
+              u"Process 2800 had an image loaded with name \\Windows\\SysWOW64\\CCM\\CCMAuthMessageHook.dll.");
+}
+
+TEST_F(KernelProcessSample, DecodesImageUnload)
+{
+    const Etl::Event event = Record(6, 0, 0, 0x8000000000000040, imageUnload);
+    EXPECT_EQ(Text(event, u"ImageBase", 0, 8), u"0x4A5E0000");
+    EXPECT_EQ(Text(event, u"ImageSize", 8, 8), u"0x58000");
+    EXPECT_EQ(Text(event, u"ProcessID", 16, 4), u"3324");
+    EXPECT_EQ(Text(event, u"ImageCheckSum", 20, 4), u"396526");
+    EXPECT_EQ(Text(event, u"TimeDateStamp", 24, 4), u"1247528077");
+    EXPECT_EQ(Text(event, u"DefaultBase", 28, 8), u"0x4A5E0000");
+    EXPECT_EQ(Text(event, u"ImageName", 36, 52), u"\\Windows\\System32\\cmd.exe");
+}
+
+TEST_F(KernelProcessSample, DescribesTheRecordsWithTheNamesTheirHeadersCarry)
+{
+    const Etl::Event event = Record(1, 0, 1, 0x8000000000000010, processStart);
+    const Etl::EventDescription& description = *decoder.Describe(event);
+    // The description's descriptor is the one the record was written with.
+    EXPECT_EQ(description.descriptor.channel, event.descriptor.channel);
+    EXPECT_EQ(description.descriptor.level, event.descriptor.level);
+    EXPECT_EQ(description.descriptor.opcode, event.descriptor.opcode);
+    EXPECT_EQ(description.descriptor.task, event.descriptor.task);
+    EXPECT_EQ(description.descriptor.keyword, event.descriptor.keyword);
+}
+
+} // namespace
