@@ -3,6 +3,8 @@
 #include "platform/ModuleApi.h"
 #include "trace/Log.h"
 
+#include <utility>
+
 namespace Base {
 
 namespace {
@@ -57,6 +59,15 @@ const Exception& DelayLoadedMethod::Error() const
         throw Exception("Value Not Set");
     }
     return *error;
+}
+
+void DelayLoadedMethod::Reset() noexcept
+{
+    if (module != nullptr) {
+        CloseModule(std::exchange(module, nullptr));
+    }
+    method = nullptr;
+    error.reset();
 }
 
 void DelayLoadedMethod::StoreError(const char* text)

@@ -56,6 +56,11 @@ public:
         return reinterpret_cast<Function>(reinterpret_cast<void*>(method));
     }
 
+    // Forgets the outcome and frees the module it loaded, so that the next Bind loads
+    // and resolves again. For process-wide bindings that a test suite puts back between
+    // tests; the program keeps every outcome. Never throws.
+    void Reset() noexcept;
+
 private:
     friend bool Bind(DelayLoadedMethod& binding, const std::wstring& path, const char* name, uint32_t flags);
 
@@ -84,6 +89,7 @@ public:
     }
 
     const DelayLoadedMethod& Binding() const noexcept { return binding; }
+    void Reset() noexcept { binding.Reset(); }
 
 private:
     DelayLoadedMethod binding;

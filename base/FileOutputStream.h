@@ -5,6 +5,10 @@
 // Output is held in memory until 4096 bytes are pending, flush() is called, or the
 // stream is closed; a write the file refuses drops the pending bytes and sets badbit
 // (from a write) or failbit (from Close).
+//
+// Like any std::ostream, one thread writes at a time: the stream and its pending bytes
+// take no lock, and a caller shared by several threads (the trace file sink) serialises
+// its writes itself.
 
 #include "base/UniqueHandle.h"
 

@@ -37,8 +37,15 @@ public:
     ProcessArguments() = delete;
 
     // Rebuilds the store from the argument vector, the environment and the registry.
-    // Registry failures are logged and never stop it.
-    static void Populate(int count, const char* const* vector);
+    // Registry failures are logged and never stop it. wideVector, when given, holds the
+    // same command line in UTF-16 as CommandLineToArgvW splits it (count entries): the
+    // runtime's narrow argv has only the characters of the ANSI code page. A wide token
+    // that does not convert to its narrow one is not used; without it, a narrow value is
+    // read in the ANSI code page.
+    static void Populate(int count, const char* const* vector, const wchar_t* const* wideVector = nullptr);
+    // Empties the store, as it is before the first Populate: for test suites that run
+    // many tests in one process. The program fills the store once.
+    static void Clear();
 
     // One VERBOSE message per entry, in store order, in category "arguments".
     static void LogArguments();
@@ -49,6 +56,11 @@ public:
     static bool Has(std::string_view name);
     // Copies the entry out; the output is untouched when the name is absent.
     static bool Get(std::string_view name, Argument& argument);
+    // The value in UTF-16 as its source gave it, every character kept: the command-line
+    // token (see Populate), the KESTROVA_ variable as the wide environment holds it, the
+    // registry value as read (a REG_DWORD as decimal text). Empty for a flag. The output
+    // is untouched when the name is absent.
+    static bool GetWideValue(std::string_view name, std::wstring& value);
     // A flag is true; a value of "1" or "true" (any case) is true; all else is false.
     static bool GetBool(std::string_view name);
     // ParseUInt of the value; the default when absent or unparsable.

@@ -24,6 +24,15 @@ uint32_t Code(LSTATUS status)
     return static_cast<uint32_t>(status);
 }
 
+void ThrowUnlessString(HKEY handle, const std::wstring& name, DWORD size, DWORD type)
+{
+    if (type != REG_SZ && type != REG_EXPAND_SZ) {
+        registryLog->Error("Failed to query STRING", Field{"size", size}, Field{"type", type}, Field{"name", name},
+                           Field{"_handle", handle});
+        throw Exception("Unable to convert STRING registry value");
+    }
+}
+
 } // namespace
 
 RegistryKeyWin32::RegistryKeyWin32(HKEY handle) noexcept : handle(handle)
@@ -198,30 +207,47 @@ bool RegistryKeyWin32::QueryString(const std::wstring& name, std::wstring& value
                            Field{"_handle", handle});
         throw ExceptionWin32("Unable to query STRING registry value", Code(status));
     }
-    if (type != REG_SZ && type != REG_EXPAND_SZ) {
-        registryLog->Error("Failed to query STRING", Field{"size", size}, Field{"type", type}, Field{"name", name},
-                           Field{"_handle", handle});
-        throw Exception("Unable to convert STRING registry value");
-    }
+    ThrowUnlessString(handle, name, size, type);
 
-    std::wstring text(size / sizeof(wchar_t), L'\0');
-    // The byte count is that of the whole characters only: an odd size from a value
-    // written with a broken length never lets the system write past the string.
-    DWORD bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-    status = Platform::Registry().RegQueryValueExW(handle, name.c_str(), nullptr, &type,
-                                                   reinterpret_cast<BYTE*>(text.data()), &bytes);
+    std::wstring text;
+    DWORD bytes = 0;
+    status = ReadStringData(name, size, type, text, bytes);
     if (status != ERROR_SUCCESS) {
         registryLog->Error("Failed to query STRING", Field{"size", size}, Field{"type", type}, Field{"name", name},
                            Field{"_handle", handle});
         throw ExceptionWin32("Unable to query STRING registry value", Code(status));
     }
-    text.resize(std::min<size_t>(text.size(), bytes / sizeof(wchar_t)));
+    // The value may have been replaced by one of another type between the two reads.
+    ThrowUnlessString(handle, name, bytes, type);
+    // An odd byte count leaves half a character at the end; its missing high byte reads
+    // as zero, as the buffer was zero-filled.
+    text.resize((static_cast<size_t>(bytes) + 1) / sizeof(wchar_t));
     while (!text.empty() && text.back() == L'\0') {
         text.pop_back();
     }
     value = std::move(text);
     registryLog->Debug("Queried STRING", Field{"value", value}, Field{"name", name}, Field{"_handle", handle});
     return true;
+}
+
+LSTATUS RegistryKeyWin32::ReadStringData(const std::wstring& name, DWORD size, DWORD& type, std::wstring& text,
+                                         DWORD& bytes)
+{
+    // A value that grows between the size query and the read answers ERROR_MORE_DATA
+    // with its new size; it is read again at that size. Someone rewriting it larger on
+    // every attempt would keep this going for ever, so the attempts are bounded.
+    constexpr int attempts = 8;
+    LSTATUS status = ERROR_MORE_DATA;
+    for (int attempt = 0; attempt < attempts && status == ERROR_MORE_DATA; ++attempt) {
+        // Rounded up to whole characters, so that a value of an odd byte count (written
+        // with a broken length) fits whole.
+        text.assign((static_cast<size_t>(size) + 1) / sizeof(wchar_t), L'\0');
+        bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+        status = Platform::Registry().RegQueryValueExW(handle, name.c_str(), nullptr, &type,
+                                                       reinterpret_cast<BYTE*>(text.data()), &bytes);
+        size = bytes;
+    }
+    return status;
 }
 
 std::vector<std::wstring> RegistryKeyWin32::EnumerateValueNames()

@@ -43,8 +43,11 @@ public:
     // the read throws: a value of another type throws a plain Base::Exception, one larger
     // than four bytes ERROR_MORE_DATA.
     bool QueryDword(const std::wstring& name, uint32_t& value);
-    // REG_SZ or REG_EXPAND_SZ (unexpanded), without its trailing NULs. The output is left
-    // as it was when the value is missing and when the read throws.
+    // REG_SZ or REG_EXPAND_SZ (unexpanded), without its trailing NULs; any byte size,
+    // an odd one included (the last half character reads with a zero high byte). A
+    // value that grows between the size query and the read is read again at its new
+    // size; one whose type changes meanwhile throws like a value of the wrong type. The
+    // output is left as it was when the value is missing and when the read throws.
     bool QueryString(const std::wstring& name, std::wstring& value);
 
     // Value names in index order; names of any length.
@@ -54,6 +57,11 @@ public:
     void DeleteSubtree(const std::wstring& subkey);
 
 private:
+    // The data of a string value whose size query answered `size` bytes. On success the
+    // text holds `bytes` bytes of data (zero-filled beyond them) and `type` the type the
+    // data was read with; otherwise the status of the last read.
+    LSTATUS ReadStringData(const std::wstring& name, DWORD size, DWORD& type, std::wstring& text, DWORD& bytes);
+
     HKEY handle;
 };
 

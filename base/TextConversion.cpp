@@ -1,5 +1,7 @@
 #include "base/TextConversion.h"
 
+#include "platform/CodePageApi.h"
+
 #include <windows.h>
 
 #include <climits>
@@ -28,11 +30,23 @@ std::wstring MultiByteToWide(UINT codePage, std::string_view text)
     return result;
 }
 
+// The conversion itself, once `needed` bytes have been measured with the same flags.
+std::string WideToMultiByte(UINT codePage, DWORD flags, std::wstring_view text, int needed)
+{
+    if (needed <= 0) {
+        return {};
+    }
+    std::string result(static_cast<size_t>(needed), '\0');
+    ::WideCharToMultiByte(codePage, flags, text.data(), static_cast<int>(text.size()), result.data(), needed, nullptr,
+                          nullptr);
+    return result;
+}
+
 } // namespace
 
 std::wstring ConsoleToWide(std::string_view text)
 {
-    return MultiByteToWide(::GetConsoleCP(), text);
+    return MultiByteToWide(Platform::CodePages().GetConsoleCP(), text);
 }
 
 std::string WideToConsole(std::wstring_view text)
@@ -40,7 +54,7 @@ std::string WideToConsole(std::wstring_view text)
     if (text.empty() || text.size() > INT_MAX) {
         return {};
     }
-    const UINT codePage = ::GetConsoleCP();
+    const UINT codePage = Platform::CodePages().GetConsoleCP();
     const int length = static_cast<int>(text.size());
     // UTF-8, UTF-7 and a few other code pages refuse WC_NO_BEST_FIT_CHARS with
     // ERROR_INVALID_FLAGS; they have no best-fit mapping to avoid, so they convert
@@ -51,17 +65,23 @@ std::string WideToConsole(std::wstring_view text)
         flags = 0;
         needed = ::WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
     }
-    if (needed <= 0) {
-        return {};
-    }
-    std::string result(static_cast<size_t>(needed), '\0');
-    ::WideCharToMultiByte(codePage, flags, text.data(), length, result.data(), needed, nullptr, nullptr);
-    return result;
+    return WideToMultiByte(codePage, flags, text, needed);
 }
 
 std::wstring AnsiToWide(std::string_view text)
 {
-    return MultiByteToWide(CP_ACP, text);
+    return MultiByteToWide(Platform::CodePages().GetACP(), text);
+}
+
+std::string WideToAnsi(std::wstring_view text)
+{
+    if (text.empty() || text.size() > INT_MAX) {
+        return {};
+    }
+    const UINT codePage = Platform::CodePages().GetACP();
+    const int needed =
+        ::WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+    return WideToMultiByte(codePage, 0, text, needed);
 }
 
 std::wstring Utf8ToWide(std::string_view text)

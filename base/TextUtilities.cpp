@@ -12,24 +12,28 @@ bool IsSpace(char c)
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-} // namespace
+// The same white space as the narrow form's C locale: the ASCII blanks and controls only.
+bool IsSpace(wchar_t c)
+{
+    return c < 0x80 && IsSpace(static_cast<char>(c));
+}
 
-std::string TrimWhitespace(std::string_view text)
+template <typename Char> std::basic_string<Char> Trim(std::basic_string_view<Char> text)
 {
     size_t end = text.size();
-    while (end > 0 && (IsSpace(text[end - 1]) || text[end - 1] == '\0')) {
+    while (end > 0 && (IsSpace(text[end - 1]) || text[end - 1] == Char{})) {
         --end;
     }
     size_t begin = 0;
     while (begin < end && IsSpace(text[begin])) {
         ++begin;
     }
-    return std::string(text.substr(begin, end - begin));
+    return std::basic_string<Char>(text.substr(begin, end - begin));
 }
 
-std::string StripQuotes(std::string_view text)
+template <typename Char> std::basic_string<Char> Unquote(std::basic_string_view<Char> text)
 {
-    const auto isQuoteOrSpace = [](char c) { return c == '"' || IsSpace(c); };
+    const auto isQuoteOrSpace = [](Char c) { return c == Char('"') || IsSpace(c); };
     size_t begin = 0;
     while (begin < text.size() && isQuoteOrSpace(text[begin])) {
         ++begin;
@@ -38,7 +42,29 @@ std::string StripQuotes(std::string_view text)
     while (end > begin && isQuoteOrSpace(text[end - 1])) {
         --end;
     }
-    return std::string(text.substr(begin, end - begin));
+    return std::basic_string<Char>(text.substr(begin, end - begin));
+}
+
+} // namespace
+
+std::string TrimWhitespace(std::string_view text)
+{
+    return Trim(text);
+}
+
+std::wstring TrimWhitespace(std::wstring_view text)
+{
+    return Trim(text);
+}
+
+std::string StripQuotes(std::string_view text)
+{
+    return Unquote(text);
+}
+
+std::wstring StripQuotes(std::wstring_view text)
+{
+    return Unquote(text);
 }
 
 std::wstring EscapeNonPrintable(std::wstring_view text, bool keepNewlines)

@@ -7,12 +7,15 @@
 
 namespace Base {
 
-// Drops trailing white space and NUL characters, then leading white space.
+// Drops trailing white space and NUL characters, then leading white space. White space
+// is that of the C locale, in the UTF-16 forms too (ASCII blanks and controls only).
 std::string TrimWhitespace(std::string_view text);
+std::wstring TrimWhitespace(std::wstring_view text);
 
 // Drops every leading and every trailing character that is '"' or white space; the
 // inside of the text is left alone, quotes included.
 std::string StripQuotes(std::string_view text);
+std::wstring StripQuotes(std::wstring_view text);
 
 // Replaces every UTF-16 unit that is not a printable character below 255 by "\uXXXX"
 // (upper-case hex). A line feed is kept when keepNewlines is set. The backslash itself

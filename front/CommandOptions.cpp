@@ -1,7 +1,6 @@
 #include "front/CommandOptions.h"
 
 #include "base/ProcessArguments.h"
-#include "base/TextConversion.h"
 #include "front/LevelParsing.h"
 #include "front/Operations.h"
 
@@ -12,10 +11,9 @@ using Base::ProcessArguments;
 std::wstring LogFilePath()
 {
     std::wstring path = CommandOperations().DefaultLogFilePath();
-    Base::Argument file;
-    if (ProcessArguments::Get("file", file)) {
-        path = Base::ConsoleToWide(file.value);
-    }
+    // The UTF-16 form, not the narrow value: that holds only the characters of a code
+    // page, and a path converted through the wrong one names another folder.
+    ProcessArguments::GetWideValue("file", path);
     return path;
 }
 

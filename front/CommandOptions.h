@@ -19,8 +19,8 @@ constexpr uint32_t DefaultBufferKb = 512;
 // ViewOptions::process for a bare or unparsable /process: events of every process.
 constexpr uint32_t EveryProcess = 0xFFFFFFFF;
 
-// The /file value (console code page, converted to UTF-16), else the session's default
-// path. The default is computed either way.
+// The /file value in UTF-16 as its source gave it (ProcessArguments::GetWideValue),
+// else the session's default path. The default is computed either way.
 std::wstring LogFilePath();
 
 // START: file, level (ParseStartLevel), then maxsize, buffer, sequential, callstacks,

@@ -7,6 +7,7 @@
 #include "base/TextUtilities.h"
 #include "front/Banner.h"
 #include "front/Commands.h"
+#include "front/WideCommandLine.h"
 #include "trace/DebugTrace.h"
 #include "trace/TraceSettings.h"
 
@@ -38,14 +39,14 @@ void EchoDebugTrace()
     Trace::DebugConsoleEnabled = 1;
 }
 
-int Run(int argc, char** argv)
+int Run(int argc, char** argv, const wchar_t* const* wideArgv)
 {
     // The trace settings are read before the command line is parsed, so a run of ksdiag
     // traces with the defaults; /debug is its own switch below. The utility reads the
     // product's events and registers no provider of its own.
     Trace::EnsureConfigured(Trace::SkipProviderRegistration);
     ProcessArguments::LogArguments();
-    ProcessArguments::Populate(argc, argv);
+    ProcessArguments::Populate(argc, argv, wideArgv);
 
     if (!ProcessArguments::Has("nologo")) {
         PrintBanner();
@@ -72,15 +73,23 @@ int Run(int argc, char** argv)
 
 } // namespace
 
-int Main(int argc, char** argv)
+int Main(int argc, char** argv, const wchar_t* const* wideArgv)
 {
     try {
-        return Run(argc, argv);
+        return Run(argc, argv, wideArgv);
     } catch (const Base::Exception& error) {
         // Whatever the step, the user gets the message; the exit code stays 0.
         std::cerr << error.what() << "\n";
         return 0;
     }
+}
+
+int ProcessMain(int argc, char** argv)
+{
+    const WideCommandLine wide;
+    // Both come from the one command line; should the two parsers disagree on the number
+    // of tokens, the store reads every value from argv instead.
+    return Main(argc, argv, wide.Count() == argc ? wide.Tokens() : nullptr);
 }
 
 } // namespace Front

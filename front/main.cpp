@@ -8,5 +8,5 @@ int main(int argc, char** argv)
     // Before anything can write wide text: the session reports and the viewer print
     // through std::wcout.
     Base::InstallConsoleStreams();
-    return Front::Main(argc, argv);
+    return Front::ProcessMain(argc, argv);
 }

@@ -1,5 +1,6 @@
 // Binds every platform table to the system functions.
 
+#include "CodePageApi.h"
 #include "ConsoleApi.h"
 #include "EtwApi.h"
 #include "FileApi.h"
@@ -103,6 +104,17 @@ const ModuleApi& SystemModule()
 ModuleApi& Module()
 {
     return LiveTable(SystemModule());
+}
+
+const CodePageApi& SystemCodePages()
+{
+    static const CodePageApi system{::GetACP, ::GetConsoleCP};
+    return system;
+}
+
+CodePageApi& CodePages()
+{
+    return LiveTable(SystemCodePages());
 }
 
 } // namespace Platform

@@ -15,7 +15,7 @@ namespace {
 constexpr wchar_t defaultLogFileTemplate[] =
     L"%PROGRAMDATA%\\Kestrova\\Diagnostics\\Logs\\Kestrova-Log-%COMPUTERNAME%.etl";
 
-// The expansion fits MAX_PATH whenever the session can hold it.
+// The room the log file name has in the session's block, terminator included.
 constexpr DWORD expansionUnits = MAX_PATH;
 
 } // namespace
@@ -29,14 +29,10 @@ LogFilePathParts SplitLogFilePath(const std::wstring& path)
 
 std::wstring DefaultLogFilePath()
 {
-    std::vector<wchar_t> expanded(expansionUnits, L'\0');
-    const DWORD needed = ::ExpandEnvironmentStringsW(defaultLogFileTemplate, expanded.data(), expansionUnits);
-    if (needed > expansionUnits) {
-        // Cut short, the path would name a file nobody asked for. Expanded in full it is
-        // too long for the session, and START refuses it with that reason.
-        expanded.assign(needed, L'\0');
-        ::ExpandEnvironmentStringsW(defaultLogFileTemplate, expanded.data(), needed);
-    }
+    // One unit more than the expansion may fill, always zero: whatever the system leaves
+    // in the buffer when the expansion needs more room, the text ends inside it.
+    std::vector<wchar_t> expanded(expansionUnits + 1, L'\0');
+    ::ExpandEnvironmentStringsW(defaultLogFileTemplate, expanded.data(), expansionUnits);
     // The text up to the first terminator; an expansion that failed leaves the zeros.
     return std::wstring(expanded.data());
 }

@@ -28,8 +28,9 @@ uint32_t StopLog();
 // the auto-logger reports a failure.
 uint32_t ReportStatus();
 
-// %PROGRAMDATA%\Kestrova\Diagnostics\Logs\Kestrova-Log-%COMPUTERNAME%.etl, expanded. An
-// expansion longer than a path is returned whole, for StartLog to refuse.
+// %PROGRAMDATA%\Kestrova\Diagnostics\Logs\Kestrova-Log-%COMPUTERNAME%.etl, expanded into
+// 260 UTF-16 units and taken up to the first zero: an expansion that needs more room is
+// whatever text the system left in those units (never more than 259), not the whole.
 std::wstring DefaultLogFilePath();
 
 } // namespace Session

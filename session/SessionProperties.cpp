@@ -65,7 +65,12 @@ SessionProperties SessionProperties::Build(const std::wstring& sessionName, cons
 SessionProperties SessionProperties::Query()
 {
     SessionProperties query;
-    SetWnode(*query.Get(), SessionGuid);
+    EVENT_TRACE_PROPERTIES& properties = *query.Get();
+    SetWnode(properties, SessionGuid);
+    // ControlTraceW writes the names where the caller's offsets say; whether it finds a
+    // place of its own when they are 0 is not part of its contract.
+    properties.LoggerNameOffset = LoggerNameOffset;
+    properties.LogFileNameOffset = LogFileNameOffset;
     return query;
 }
 

@@ -6,9 +6,9 @@
 //
 // Three forms: the build form that StartTraceW starts the log session with, the query
 // form that ControlTraceW fills when it queries or stops the session, and the real-time
-// form of the viewer's live session. In a filled block
-// the system puts the names at offsets of its own choosing, so they are read through
-// the block's offsets, and never trusted: an offset of 0, one inside the structure or
+// form of the viewer's live session. In a filled block the names are read through the
+// offsets the system left there, which need not be the ones it was given, and never
+// trusted: an offset of 0, one inside the structure or
 // beyond the block, or a name with no terminator before the block ends, reads as an
 // empty name.
 //
@@ -43,7 +43,8 @@ public:
     static SessionProperties Build(const std::wstring& sessionName, const std::wstring& filePath, uint32_t maxSizeMb,
                                    bool circular, uint32_t bufferKb);
 
-    // The query form: only Wnode's size, GUID, clock and flag; no names, no offsets.
+    // The query form: Wnode's size, GUID, clock and flag, and the two offsets of the
+    // build form, where the system is to write the names; both name areas are empty.
     static SessionProperties Query();
 
     // The real-time form of a viewer's own session: Wnode with the given session GUID,

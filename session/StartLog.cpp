@@ -25,8 +25,8 @@ namespace Session {
 
 namespace {
 
-// A path the block cannot hold would start a log under a cut name; refused before any
-// platform call, with nothing started or written.
+// A path the block cannot hold would start a log under a cut name; refused before the
+// folder is created or anything is started or written.
 bool FitsSession(const std::wstring& file)
 {
     if (file.size() <= SessionProperties::MaxLogFileNameLength) {
@@ -120,12 +120,13 @@ uint32_t StartSession(const StartOptions& options)
 uint32_t StartLog(const StartOptions& options)
 {
     OperationTrace trace(L"StartLog");
-    if (!FitsSession(options.file)) {
-        return trace.Return(ERROR_FILENAME_EXCED_RANGE);
-    }
+    // A running session is reported whatever path this START names.
     SessionProperties running = BuildQueryProperties();
     if (QuerySession(running) == ERROR_SUCCESS) {
         return trace.Return(ReportRunningSession(running));
+    }
+    if (!FitsSession(options.file)) {
+        return trace.Return(ERROR_FILENAME_EXCED_RANGE);
     }
 
     CreateLogDirectory(options.file);

@@ -1,6 +1,7 @@
 #include "trace/CrashHandler.h"
 
 #include "base/DelayLoad.h"
+#include "trace/FrameworkReset.h"
 #include "trace/Log.h"
 
 #include <dbghelp.h>
@@ -31,6 +32,17 @@ struct DbgHelp {
     Base::DelayLoaded<decltype(&::SymGetLineFromAddr64)> SymGetLineFromAddr64;
     Base::DelayLoaded<decltype(&::SymFunctionTableAccess64)> SymFunctionTableAccess64;
     Base::DelayLoaded<decltype(&::SymGetModuleBase64)> SymGetModuleBase64;
+
+    void ResetAll() noexcept
+    {
+        SymSetOptions.Reset();
+        SymInitialize.Reset();
+        StackWalk64.Reset();
+        SymFromAddr.Reset();
+        SymGetLineFromAddr64.Reset();
+        SymFunctionTableAccess64.Reset();
+        SymGetModuleBase64.Reset();
+    }
 
     // In the order of use; the first one that cannot be had ends the attempt.
     bool BindAll()
@@ -170,10 +182,17 @@ bool InitialiseSymbols(const DbgHelp& dbghelp, HANDLE process)
     return true;
 }
 
+INIT_ONCE installOnce = INIT_ONCE_STATIC_INIT;
+bool installed = false;
+// What the handlers replaced; only a reset of the framework puts them back.
+void (*replacedAbortHandler)(int) = SIG_DFL;
+LPTOP_LEVEL_EXCEPTION_FILTER replacedFilter = nullptr;
+
 BOOL CALLBACK InstallOnce(PINIT_ONCE, PVOID, PVOID*)
 {
-    std::signal(SIGABRT, OnAbortSignal);
-    ::SetUnhandledExceptionFilter(OnUnhandledException);
+    replacedAbortHandler = std::signal(SIGABRT, OnAbortSignal);
+    replacedFilter = ::SetUnhandledExceptionFilter(OnUnhandledException);
+    installed = true;
     return TRUE;
 }
 
@@ -181,8 +200,7 @@ BOOL CALLBACK InstallOnce(PINIT_ONCE, PVOID, PVOID*)
 
 void InstallCrashHandlers()
 {
-    static INIT_ONCE once = INIT_ONCE_STATIC_INIT;
-    ::InitOnceExecuteOnce(&once, InstallOnce, nullptr, nullptr);
+    ::InitOnceExecuteOnce(&installOnce, InstallOnce, nullptr, nullptr);
 }
 
 void OnAbortSignal(int signum)
@@ -238,6 +256,17 @@ void DumpStack(EXCEPTION_POINTERS* exception)
             LogStackFrame(location);
         }
     }
+}
+
+void Reset::UninstallCrashHandlers()
+{
+    if (installed) {
+        std::signal(SIGABRT, replacedAbortHandler);
+        ::SetUnhandledExceptionFilter(replacedFilter);
+        installed = false;
+    }
+    ::InitOnceInitialize(&installOnce);
+    Bindings().ResetAll();
 }
 
 } // namespace Trace

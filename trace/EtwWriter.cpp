@@ -1,6 +1,7 @@
 #include "trace/EtwWriter.h"
 
 #include "platform/EtwApi.h"
+#include "trace/FrameworkReset.h"
 #include "trace/ProcessName.h"
 
 #include <atomic>
@@ -220,6 +221,17 @@ void WriteDebugTraceEvent(EventBit bit, const std::wstring& processName, const w
     data[1] = DescribeString(processName.empty() ? nullptr : processName.c_str(), processName.size());
     data[2] = DescribeString(text, text != nullptr ? std::char_traits<wchar_t>::length(text) : 0);
     WriteEvent(EventDescriptors[bit], 3, data);
+}
+
+void Reset::ForgetProviderRegistration()
+{
+    ProviderContext& context = Context();
+    context.registration = 0;
+    context.enabled = false;
+    context.level = 0;
+    context.matchAnyKeyword = 0;
+    context.matchAllKeyword = 0;
+    context.enableBits = 0;
 }
 
 } // namespace Trace

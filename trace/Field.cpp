@@ -3,6 +3,9 @@
 #include "base/ProcessArguments.h"
 #include "base/TextConversion.h"
 #include "base/TextUtilities.h"
+#include "trace/FrameworkReset.h"
+
+#include <windows.h>
 
 #include <cwchar>
 #include <ios>
@@ -11,18 +14,27 @@ namespace Trace::Detail {
 
 namespace {
 
-uint32_t StringPointerLimit()
+// "trace-stringptr-maxlen", read from the argument store on first use. Each pointer kind
+// has a copy of its own, as the two are rendered by separate code paths that may first
+// run at different times.
+struct OnceReadLimit {
+    INIT_ONCE once = INIT_ONCE_STATIC_INIT;
+    uint32_t value = 0;
+};
+
+OnceReadLimit stringPointerLimit;
+OnceReadLimit wideStringPointerLimit;
+
+BOOL CALLBACK ReadLimit(PINIT_ONCE, PVOID limit, PVOID*)
 {
-    static const uint32_t limit = Base::ProcessArguments::GetUInt("trace-stringptr-maxlen", 64);
-    return limit;
+    static_cast<OnceReadLimit*>(limit)->value = Base::ProcessArguments::GetUInt("trace-stringptr-maxlen", 64);
+    return TRUE;
 }
 
-uint32_t WideStringPointerLimit()
+uint32_t Limit(OnceReadLimit& limit)
 {
-    // A copy of its own, as the two pointer kinds are rendered by separate code paths
-    // that may first run at different times.
-    static const uint32_t limit = Base::ProcessArguments::GetUInt("trace-stringptr-maxlen", 64);
-    return limit;
+    ::InitOnceExecuteOnce(&limit.once, ReadLimit, &limit, nullptr);
+    return limit.value;
 }
 
 template <typename Char> size_t BoundedLength(const Char* text, size_t limit)
@@ -52,7 +64,7 @@ void RenderStringPointer(std::ostream& out, const char* text)
         out << "null";
         return;
     }
-    RenderQuoted(out, std::string_view(text, BoundedLength(text, StringPointerLimit())));
+    RenderQuoted(out, std::string_view(text, BoundedLength(text, Limit(stringPointerLimit))));
 }
 
 void RenderStringPointer(std::ostream& out, const wchar_t* text)
@@ -61,7 +73,7 @@ void RenderStringPointer(std::ostream& out, const wchar_t* text)
         out << "null";
         return;
     }
-    RenderQuotedWide(out, std::wstring_view(text, BoundedLength(text, WideStringPointerLimit())));
+    RenderQuotedWide(out, std::wstring_view(text, BoundedLength(text, Limit(wideStringPointerLimit))));
 }
 
 void RenderHex(std::ostream& out, uint64_t value)
@@ -70,3 +82,13 @@ void RenderHex(std::ostream& out, uint64_t value)
 }
 
 } // namespace Trace::Detail
+
+namespace Trace {
+
+void Reset::ForgetStringLimits()
+{
+    ::InitOnceInitialize(&Detail::stringPointerLimit.once);
+    ::InitOnceInitialize(&Detail::wideStringPointerLimit.once);
+}
+
+} // namespace Trace

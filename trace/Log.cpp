@@ -3,6 +3,7 @@
 #include "trace/EtwWriter.h"
 #include "trace/TraceSettings.h"
 
+#include <type_traits>
 #include <utility>
 
 namespace Trace {
@@ -24,6 +25,8 @@ bool Log::IsEnabled(LogLevel level) const
     }
     return IsEventEnabled(OperationalEventBit(level));
 }
+
+static_assert(std::is_trivially_destructible_v<Category>, "a category must outlive every static destructor");
 
 Category::Category(const char* name) : log(Base::MakeShared<Log>(name))
 {

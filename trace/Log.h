@@ -6,6 +6,7 @@
 //   registryLog->Error("Failed to open subkey", Trace::Field{"errorCode", code},
 //                      Trace::Field{"subkey", subkey}, Trace::Field{"_handle", key});
 
+#include "base/NeverDestroyed.h"
 #include "base/Shareable.h"
 #include "trace/Field.h"
 #include "trace/LogLevel.h"
@@ -68,16 +69,18 @@ private:
 };
 
 // The static trace source of one component, created during static initialisation and
-// kept until the process exits.
+// kept until the process ends: the category's own reference is never released, and the
+// category has no destructor, so a message logged while the runtime destroys static
+// objects at exit (from a crash handler, or another object's destructor) still finds it.
 class Category {
 public:
     explicit Category(const char* name);
 
-    const Log* operator->() const noexcept { return log.Get(); }
-    const Log& operator*() const noexcept { return *log; }
+    const Log* operator->() const noexcept { return log->Get(); }
+    const Log& operator*() const noexcept { return **log; }
 
 private:
-    Base::SharedRef<Log> log;
+    Base::NeverDestroyed<Base::SharedRef<Log>> log;
 };
 
 } // namespace Trace

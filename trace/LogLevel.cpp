@@ -1,5 +1,7 @@
 #include "trace/LogLevel.h"
 
+#include "base/NeverDestroyed.h"
+
 namespace Trace {
 
 namespace {
@@ -22,9 +24,10 @@ std::unordered_map<int32_t, std::string> BuildLevelNames()
 const std::unordered_map<int32_t, std::string>& LevelNames()
 {
     // Built on first use, so that a category logging from another static initialiser
-    // never meets an unconstructed map.
-    static const std::unordered_map<int32_t, std::string> levelNames = BuildLevelNames();
-    return levelNames;
+    // never meets an unconstructed map, and never destroyed, so that one logging from a
+    // static destructor never meets a destroyed one.
+    static const Base::NeverDestroyed<std::unordered_map<int32_t, std::string>> levelNames(BuildLevelNames());
+    return *levelNames;
 }
 
 } // namespace Trace

@@ -89,11 +89,7 @@ void WriteMessage(LogLevel level, const std::string& category, std::string_view 
             WriteLine(level <= LogLevel::Error ? std::cerr : std::cout, line);
         }
         if ((Settings().sinks & SinkFile) != 0) {
-            std::ostream& file = TraceFileStream();
-            if (!IsTraceFileOpen() || file.bad()) {
-                OpenTraceFile();
-            }
-            WriteLine(file, line);
+            WriteTraceFileLine(line);
         }
     }
     WriteOperationalEvent(level, category, message, fields);

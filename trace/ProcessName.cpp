@@ -1,5 +1,6 @@
 #include "trace/ProcessName.h"
 
+#include "base/NeverDestroyed.h"
 #include "base/TextConversion.h"
 
 #include <windows.h>
@@ -29,12 +30,14 @@ BOOL CALLBACK FillProcessNames(PINIT_ONCE, PVOID context, PVOID*)
     return TRUE;
 }
 
+// Never destroyed: the trace lines and events of a message logged at exit still carry
+// the names.
 const ProcessNames& Names()
 {
-    static ProcessNames names;
+    static Base::NeverDestroyed<ProcessNames> names;
     static INIT_ONCE once = INIT_ONCE_STATIC_INIT;
-    ::InitOnceExecuteOnce(&once, FillProcessNames, &names, nullptr);
-    return names;
+    ::InitOnceExecuteOnce(&once, FillProcessNames, &names.Get(), nullptr);
+    return *names;
 }
 
 } // namespace

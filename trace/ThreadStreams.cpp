@@ -24,7 +24,9 @@ DWORD AllocateSlot()
 {
     const DWORD index = ::FlsAlloc(DestroyStreams);
     if (index == FLS_OUT_OF_INDEXES) {
-        throw Base::ExceptionWin32("Failed to allocate the trace streams' slot", ::GetLastError());
+        // Taken before the throw allocates the exception.
+        const DWORD error = ::GetLastError();
+        throw Base::ExceptionWin32("Failed to allocate the trace streams' slot", error);
     }
     return index;
 }
@@ -46,7 +48,8 @@ ThreadStreams& CurrentThreadStreams()
     }
     auto streams = std::make_unique<ThreadStreams>();
     if (!::FlsSetValue(index, streams.get())) {
-        throw Base::ExceptionWin32("Failed to keep the trace streams of a thread", ::GetLastError());
+        const DWORD error = ::GetLastError();
+        throw Base::ExceptionWin32("Failed to keep the trace streams of a thread", error);
     }
     return *streams.release();
 }

@@ -1,7 +1,9 @@
 #include "trace/TraceFile.h"
 
+#include "base/NeverDestroyed.h"
 #include "base/ProcessArguments.h"
 #include "base/TextConversion.h"
+#include "trace/FrameworkReset.h"
 #include "trace/ProcessName.h"
 #include "trace/StreamFailure.h"
 
@@ -13,11 +15,27 @@ namespace Trace {
 
 namespace {
 
+// Never destroyed, so that a message logged while the runtime destroys static objects
+// at exit still has its file. Every line is flushed as it is written, so nothing waits in
+// the buffer for a destructor; the system closes the handle with the process.
 Base::FileOutputStream& FileStream()
 {
-    static Base::FileOutputStream stream;
-    return stream;
+    static Base::NeverDestroyed<Base::FileOutputStream> stream;
+    return *stream;
 }
+
+// Serialises the lines of all threads: the stream and its buffer are shared, and
+// neither may be written by two threads at once. A slim reader/writer lock needs no
+// destruction, so it too outlives every static destructor.
+SRWLOCK fileLock = SRWLOCK_INIT;
+
+class FileLockHolder {
+public:
+    FileLockHolder() noexcept { ::AcquireSRWLockExclusive(&fileLock); }
+    FileLockHolder(const FileLockHolder&) = delete;
+    FileLockHolder& operator=(const FileLockHolder&) = delete;
+    ~FileLockHolder() { ::ReleaseSRWLockExclusive(&fileLock); }
+};
 
 std::string NonEmptyArgument(const char* name)
 {
@@ -86,6 +104,17 @@ void OpenTraceFile()
     }
 }
 
+void WriteTraceFileLine(std::string_view line)
+{
+    FileLockHolder holder;
+    Base::FileOutputStream& stream = FileStream();
+    if (!stream.IsOpen() || stream.bad()) {
+        OpenTraceFile();
+    }
+    stream.write(line.data(), static_cast<std::streamsize>(line.size()));
+    stream.flush();
+}
+
 Base::FileOutputStream& TraceFileStream()
 {
     return FileStream();
@@ -94,6 +123,16 @@ Base::FileOutputStream& TraceFileStream()
 bool IsTraceFileOpen()
 {
     return FileStream().IsOpen();
+}
+
+void Reset::CloseTraceFile()
+{
+    FileLockHolder holder;
+    DefaultTraceFileName().clear();
+    Base::FileOutputStream& stream = FileStream();
+    stream.exceptions(std::ios_base::goodbit);
+    stream.Close();
+    stream.clear();
 }
 
 } // namespace Trace

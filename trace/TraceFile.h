@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace Trace {
 
@@ -24,6 +25,11 @@ std::filesystem::path ResolveTraceFilePath();
 // and messages are lost for the file only; if the stream's exception mask asks for it,
 // std::ios_base::failure "ios_base::failbit set" is thrown.
 void OpenTraceFile();
+
+// Writes one whole line (its line break included) and flushes it, first opening the
+// stream when it is closed or bad, with OpenTraceFile's failures. Lines of concurrent
+// threads are written one after the other, never into each other.
+void WriteTraceFileLine(std::string_view line);
 
 // The process-wide trace file stream, closed until the first message needs it. Close()
 // is for tests that must release the file; the program keeps it open until exit.

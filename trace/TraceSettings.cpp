@@ -3,6 +3,7 @@
 #include "base/ProcessArguments.h"
 #include "trace/CrashHandler.h"
 #include "trace/EtwWriter.h"
+#include "trace/FrameworkReset.h"
 #include "trace/TraceFile.h"
 
 #include <windows.h>
@@ -14,6 +15,7 @@ namespace Trace {
 namespace {
 
 TraceSettings settings;
+INIT_ONCE configureOnce = INIT_ONCE_STATIC_INIT;
 
 void Configure(uint32_t options)
 {
@@ -46,18 +48,23 @@ const TraceSettings& Settings()
 
 void EnsureConfigured(uint32_t options)
 {
-    static INIT_ONCE once = INIT_ONCE_STATIC_INIT;
     BOOL pending = FALSE;
-    if (!::InitOnceBeginInitialize(&once, 0, &pending, nullptr)) {
+    if (!::InitOnceBeginInitialize(&configureOnce, 0, &pending, nullptr)) {
         std::abort();
     }
     if (!pending) {
         return;
     }
     Configure(options);
-    if (!::InitOnceComplete(&once, 0, nullptr)) {
+    if (!::InitOnceComplete(&configureOnce, 0, nullptr)) {
         ::TerminateProcess(::GetCurrentProcess(), ::GetLastError());
     }
+}
+
+void Reset::ForgetConfiguration()
+{
+    settings = TraceSettings{};
+    ::InitOnceInitialize(&configureOnce);
 }
 
 } // namespace Trace

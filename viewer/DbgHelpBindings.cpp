@@ -1,6 +1,7 @@
 #include "viewer/DbgHelpBindings.h"
 
 #include "trace/DebugTrace.h"
+#include "viewer/ViewerReset.h"
 
 #include <cstdlib>
 #include <string>
@@ -42,6 +43,18 @@ void TraceBindOutcome(const Base::DelayLoadedMethod& binding, const char* name, 
     } else {
         Trace::TraceVerbose(L"Failed to load module [%s] with error [%lu]", DbgHelpPath, error);
     }
+}
+
+void Reset::ReleaseDbgHelp()
+{
+    DbgHelp& dbghelp = DbgHelpBindings();
+    dbghelp.SymGetOptions.Reset();
+    dbghelp.SymSetOptions.Reset();
+    dbghelp.SymInitialize.Reset();
+    dbghelp.SymRegisterCallback64.Reset();
+    dbghelp.SymLoadModuleEx.Reset();
+    dbghelp.SymFromAddr.Reset();
+    dbghelp.SymGetLineFromAddr64.Reset();
 }
 
 } // namespace Viewer

@@ -2,14 +2,17 @@
 
 #include "platform/TdhApi.h"
 #include "viewer/TdhBuffer.h"
+#include "viewer/ViewerReset.h"
 
 namespace Viewer {
 
 namespace {
 
+constexpr ULONG initialBufferSize = 2048;
+
 TdhBuffer& SharedBuffer()
 {
-    static TdhBuffer buffer(2048);
+    static TdhBuffer buffer(initialBufferSize);
     return buffer;
 }
 
@@ -31,6 +34,11 @@ const TRACE_EVENT_INFO* GetEventInformation(const EVENT_RECORD& record, ULONG& e
 ULONG EventInformationBufferSize()
 {
     return SharedBuffer().Size();
+}
+
+void Reset::ShrinkEventInformation()
+{
+    SharedBuffer().Reset(initialBufferSize);
 }
 
 } // namespace Viewer

@@ -8,6 +8,7 @@
 #include "viewer/EventCallback.h"
 #include "viewer/LiveSessionProperties.h"
 #include "viewer/ManifestExtraction.h"
+#include "viewer/ViewerReset.h"
 
 #include <evntcons.h>
 
@@ -186,6 +187,12 @@ BOOL WINAPI LiveConsoleCtrlHandler(DWORD)
     Trace::TraceExit(L"LiveConsoleCtrlHandler");
     // The system's default handling must still run and end the process.
     return FALSE;
+}
+
+void Reset::ForgetLiveHandles()
+{
+    liveSession = 0;
+    liveConsumer = INVALID_PROCESSTRACE_HANDLE;
 }
 
 } // namespace Viewer

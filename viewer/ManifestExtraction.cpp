@@ -38,7 +38,8 @@ uint32_t WriteManifest(const std::wstring& path, const void* bytes, DWORD size)
                       path.c_str(), written, error);
     file.Reset();
     if (!Platform::File().DeleteFileW(path.c_str())) {
-        Trace::TraceWarning(L"Failed to delete file [%s] error [%lu]", path.c_str(), ::GetLastError());
+        const DWORD deleteError = ::GetLastError();
+        Trace::TraceWarning(L"Failed to delete file [%s] error [%lu]", path.c_str(), deleteError);
     }
     return error;
 }

@@ -27,10 +27,14 @@ void WriteDump(const std::vector<uint8_t>& dump)
     const std::wstring path = MakeDumpFileName();
     const HANDLE created = Platform::File().CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                                         CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    // Every error code is taken before anything is written: the stream's own calls may
+    // change the last error on the way.
+    //
     // Only null counts as failure here, as in the manifest extraction: an invalid handle
     // goes on to the write, which then fails and is reported.
     if (created == nullptr) {
-        std::wcout << L"CreateFile on " << path << L" failed with error " << ::GetLastError() << std::endl;
+        const DWORD error = ::GetLastError();
+        std::wcout << L"CreateFile on " << path << L" failed with error " << error << std::endl;
         return;
     }
     Base::UniqueKernelHandle file(created);
@@ -46,7 +50,8 @@ void WriteDump(const std::vector<uint8_t>& dump)
     file.Reset();
     // A partial dump would only mislead a debugger.
     if (!Platform::File().DeleteFileW(path.c_str())) {
-        std::wcout << L"Failed to delete dump file " << path << L" error " << ::GetLastError() << L"." << std::endl;
+        const DWORD deleteError = ::GetLastError();
+        std::wcout << L"Failed to delete dump file " << path << L" error " << deleteError << L"." << std::endl;
     }
 }
 

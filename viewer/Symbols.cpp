@@ -7,6 +7,7 @@
 #include "viewer/DbgHelpBindings.h"
 #include "viewer/EventHeaderText.h"
 #include "viewer/PropertyReader.h"
+#include "viewer/ViewerReset.h"
 
 #include <shlwapi.h>
 
@@ -55,14 +56,14 @@ void InitialiseProcess(DWORD processId)
     if (!BindDbgHelp(dbghelp.SymInitialize, "SymInitialize")) {
         Trace::TraceError(L"SymInitialize was unavailable");
     } else if (!dbghelp.SymInitialize(SymbolProcess(processId), nullptr, FALSE)) {
-        Trace::TraceError(L"Failed to initialise symbols for process [%lu] with error [%lu]", processId,
-                          ::GetLastError());
+        const DWORD error = ::GetLastError();
+        Trace::TraceError(L"Failed to initialise symbols for process [%lu] with error [%lu]", processId, error);
     }
     if (!BindDbgHelp(dbghelp.SymRegisterCallback64, "SymRegisterCallback64")) {
         Trace::TraceError(L"SymRegisterCallback64 was unavailable");
     } else if (!dbghelp.SymRegisterCallback64(SymbolProcess(processId), SymbolCallback, 0)) {
-        Trace::TraceError(L"Failed to initialise symbol callback for process [%lu] with error [%lu]", processId,
-                          ::GetLastError());
+        const DWORD error = ::GetLastError();
+        Trace::TraceError(L"Failed to initialise symbol callback for process [%lu] with error [%lu]", processId, error);
     }
 }
 
@@ -283,7 +284,8 @@ bool PrintStackFrame(const EVENT_RECORD& record, uint64_t address, bool print)
         }
         return name.find("Trace_") != std::string::npos;
     }
-    Trace::TraceError(L"Failed to load symbol at address [0x%016llx] with error [%lu]", address, ::GetLastError());
+    const DWORD error = ::GetLastError();
+    Trace::TraceError(L"Failed to load symbol at address [0x%016llx] with error [%lu]", address, error);
     if (print) {
         std::wcout << L"   0x" << std::hex << address << std::dec << std::endl;
     }
@@ -336,6 +338,14 @@ BOOL CALLBACK SymbolCallback(HANDLE, ULONG action, ULONG64 data, ULONG64)
         return TRUE;
     }
     return FALSE;
+}
+
+void Reset::ForgetSymbolProcesses()
+{
+    // Forgotten here only: ending them in dbghelp (SymCleanup) and then setting the same
+    // id up again brings Wine's dbghelp down, so what the library holds for an id stays,
+    // and a test that needs a clean one uses an id of its own.
+    InitialisedProcesses().clear();
 }
 
 } // namespace Viewer

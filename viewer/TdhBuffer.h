@@ -37,6 +37,13 @@ public:
     const void* Data() const noexcept { return data.get(); }
     ULONG Size() const noexcept { return size; }
 
+    // Back to a new buffer's state: nothing allocated, initialSize for the first call.
+    void Reset(ULONG initialSize) noexcept
+    {
+        data.reset();
+        size = initialSize;
+    }
+
 private:
     // Replaces the buffer by a zero-filled one of newSize bytes, unless one of that
     // size is already there.

@@ -146,6 +146,22 @@ TEST(ProcessArgumentsRegistry, OtherTypesAndEmptyStringsAreSkipped)
     EXPECT_EQ("kept", Found(kept.narrow).value);
 }
 
+// A string stored with an odd byte count is read, and so is every value listed after it.
+TEST(ProcessArgumentsRegistry, StringOfAnOddByteSizeIsReadWithTheValuesAfterIt)
+{
+    ArgumentsKeyValues product(Testing::ProductArgumentsPath);
+    const UniqueValueName odd, after, last;
+    product.Set(odd.wide, REG_SZ, L"abc", 5);
+    product.SetString(after.wide, L"after");
+    product.SetDword(last.wide, 7);
+
+    PopulateFrom({"registry_tests.exe"});
+
+    EXPECT_EQ((Argument{registryNamed, productPath, odd.narrow, "abc"}), Found(odd.narrow));
+    EXPECT_EQ((Argument{registryNamed, productPath, after.narrow, "after"}), Found(after.narrow));
+    EXPECT_EQ((Argument{registryNamed, productPath, last.narrow, "7"}), Found(last.narrow));
+}
+
 TEST(ProcessArgumentsRegistry, ExecutablesOwnKeyIsReadBeforeTheProductKey)
 {
     ArgumentsKeyValues product(Testing::ProductArgumentsPath);

@@ -45,6 +45,31 @@ LSTATUS WINAPI DataReadDenied(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD 
     return Platform::SystemRegistry().RegQueryValueExW(key, name, reserved, type, data, size);
 }
 
+// Between the size query and the read of the data, the value named `changedName` is
+// rewritten with `changedType` and `changedData`, as another process might do.
+std::wstring changedName;
+DWORD changedType = REG_NONE;
+std::vector<BYTE> changedData;
+
+LSTATUS WINAPI RewrittenAfterSizeQuery(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
+                                       LPDWORD size)
+{
+    const LSTATUS status = Platform::SystemRegistry().RegQueryValueExW(key, name, reserved, type, data, size);
+    if (data == nullptr && changedName == name) {
+        Platform::SystemRegistry().RegSetValueExW(key, name, 0, changedType, changedData.data(),
+                                                  static_cast<DWORD>(changedData.size()));
+    }
+    return status;
+}
+
+void RewriteAfterSizeQuery(const wchar_t* name, DWORD type, const void* data, size_t size)
+{
+    changedName = name;
+    changedType = type;
+    const auto* bytes = static_cast<const BYTE*>(data);
+    changedData.assign(bytes, bytes + size);
+}
+
 class RegistryKeyWin32Query : public testing::Test {
 protected:
     void SetUp() override { Testing::EnableConsoleTrace(); }
@@ -55,6 +80,32 @@ protected:
     Base::RegistryKey WriteOnlyKey() { return Testing::OpenScratchKey(scratch, KEY_WRITE); }
 
     std::string Handle(const Base::RegistryKey& key) { return HexField(key->Handle()); }
+
+    // The registry holds exactly that many bytes of the value, as the test stored them.
+    void ExpectStoredBytes(const wchar_t* name, DWORD bytes)
+    {
+        DWORD stored = 0;
+        ASSERT_EQ(ERROR_SUCCESS, ::RegQueryValueExW(scratch.Handle(), name, nullptr, nullptr, nullptr, &stored));
+        ASSERT_EQ(bytes, stored);
+    }
+
+    // Reads the string value through the wrapper: true, the text, and one DEBUG line
+    // that carries it (ASCII text only, as it is logged).
+    void ExpectQueriedString(const wchar_t* name, const std::wstring& text)
+    {
+        Base::RegistryKey key = Key();
+        Testing::OutputCapture capture;
+        std::wstring value;
+
+        EXPECT_TRUE(key->QueryString(name, value));
+
+        EXPECT_EQ(text, value);
+        const std::wstring wideName = name;
+        const std::vector<std::string> expected{
+            "DEBUG registry - Queried STRING { value:\"" + std::string(text.begin(), text.end()) + "\", name:\"" +
+            std::string(wideName.begin(), wideName.end()) + "\", _handle:" + Handle(key) + " }"};
+        Testing::ExpectOnlyOutput(capture, expected);
+    }
 
     Testing::ScratchRegistryKey scratch{HKEY_CURRENT_USER, Testing::ScratchParentPath};
 };
@@ -216,16 +267,7 @@ TEST_F(RegistryKeyWin32Query, DwordReadFailureIsLoggedAndThrown)
 TEST_F(RegistryKeyWin32Query, StringIsReadWithoutItsTerminator)
 {
     StoreString(scratch.Handle(), L"text", L"abc");
-    Base::RegistryKey key = Key();
-    Testing::OutputCapture capture;
-    std::wstring value;
-
-    EXPECT_TRUE(key->QueryString(L"text", value));
-
-    EXPECT_EQ(L"abc", value);
-    const std::vector<std::string> expected{
-        "DEBUG registry - Queried STRING { value:\"abc\", name:\"text\", _handle:" + Handle(key) + " }"};
-    Testing::ExpectOnlyOutput(capture, expected);
+    ExpectQueriedString(L"text", L"abc");
 }
 
 TEST_F(RegistryKeyWin32Query, StringStoredWithTwoTerminatorsLosesBoth)
@@ -320,5 +362,57 @@ TEST_F(RegistryKeyWin32Query, StringDataReadFailureIsLoggedWithSizeAndType)
     EXPECT_EQ(L"unchanged", value);
     const std::vector<std::string> expected{
         "ERROR registry - Failed to query STRING { size:8, type:1, name:\"text\", _handle:" + Handle(key) + " }"};
+    Testing::ExpectOnlyErrors(capture, expected);
+}
+
+// Five bytes: "ab" and the low byte of 'c', as a writer that counted one byte short
+// leaves it. The half character reads as the whole one.
+TEST_F(RegistryKeyWin32Query, StringOfAnOddByteSizeIsReadWhole)
+{
+    Store(scratch.Handle(), L"odd", REG_SZ, L"abc", 5);
+    ExpectStoredBytes(L"odd", 5);
+
+    ExpectQueriedString(L"odd", L"abc");
+}
+
+// Seven bytes: "abc" and a zero byte, half a terminator. The unit after the stored bytes
+// is not zero: where it is, the system counts a forgotten terminator in by itself and
+// stores nine bytes instead.
+TEST_F(RegistryKeyWin32Query, StringWithHalfATerminatorLosesIt)
+{
+    const wchar_t data[] = {L'a', L'b', L'c', 0x0100};
+    Store(scratch.Handle(), L"odd", REG_SZ, data, 7);
+    ExpectStoredBytes(L"odd", 7);
+
+    ExpectQueriedString(L"odd", L"abc");
+}
+
+TEST_F(RegistryKeyWin32Query, StringThatGrowsBetweenTheReadsIsReadAtItsNewSize)
+{
+    StoreString(scratch.Handle(), L"text", L"abc");
+    const std::wstring longer = L"a much longer text than the first";
+    RewriteAfterSizeQuery(L"text", REG_SZ, longer.c_str(), (longer.size() + 1) * sizeof(wchar_t));
+    Testing::ScopedApi<Platform::RegistryApi> registry(Platform::Registry());
+    registry->RegQueryValueExW = RewrittenAfterSizeQuery;
+    ExpectQueriedString(L"text", longer);
+}
+
+TEST_F(RegistryKeyWin32Query, StringThatBecomesADwordBetweenTheReadsThrowsAPlainConversionFailure)
+{
+    StoreString(scratch.Handle(), L"text", L"abc");
+    const DWORD number = 42;
+    RewriteAfterSizeQuery(L"text", REG_DWORD, &number, sizeof(number));
+    Base::RegistryKey key = Key();
+    Testing::ScopedApi<Platform::RegistryApi> registry(Platform::Registry());
+    registry->RegQueryValueExW = RewrittenAfterSizeQuery;
+    Testing::OutputCapture capture;
+    std::wstring value = L"unchanged";
+
+    const auto message = Testing::ThrownPlainMessage([&] { key->QueryString(L"text", value); });
+
+    EXPECT_EQ("Unable to convert STRING registry value", message.value_or("<none>"));
+    EXPECT_EQ(L"unchanged", value);
+    const std::vector<std::string> expected{
+        "ERROR registry - Failed to query STRING { size:4, type:4, name:\"text\", _handle:" + Handle(key) + " }"};
     Testing::ExpectOnlyErrors(capture, expected);
 }

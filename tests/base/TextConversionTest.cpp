@@ -1,6 +1,7 @@
 #include "base/TextConversion.h"
 
 #include "tests/base/CodePageSamples.h"
+#include "tests/support/WesternEuropeanCodePages.h"
 
 #include <windows.h>
 
@@ -116,4 +117,38 @@ TEST(Utf8ToWide, MalformedSequenceBecomesTheReplacementCharacter)
 {
     EXPECT_EQ(L"a\uFFFDb", Base::Utf8ToWide("a\xFF"
                                             "b"));
+}
+
+// Both code pages come through the platform seam: a Western-European system reads the
+// byte 0xE9 as e with acute in its ANSI code page and as U with acute in its console's.
+TEST(CodePages, ConsoleAndAnsiConversionsEachUseTheirOwnCodePage)
+{
+    Testing::WesternEuropeanCodePages codePages;
+
+    EXPECT_EQ(L"Donn\u00E9es", Base::AnsiToWide("Donn\xE9"
+                                                "es"));
+    EXPECT_EQ(L"Donn\u00DAes", Base::ConsoleToWide("Donn\xE9"
+                                                   "es"));
+    EXPECT_EQ("Donn\x82"
+              "es",
+              Base::WideToConsole(L"Donn\u00E9es"));
+    EXPECT_EQ("Donn\xE9"
+              "es",
+              Base::WideToAnsi(L"Donn\u00E9es"));
+}
+
+TEST(WideToAnsi, EmptyGivesEmpty)
+{
+    EXPECT_EQ("", Base::WideToAnsi(L""));
+}
+
+// A character the ANSI code page lacks is lost in the narrow form, which is why paths
+// travel in UTF-16.
+TEST(WideToAnsi, CharacterOutsideTheCodePageDoesNotComeBack)
+{
+    Testing::WesternEuropeanCodePages codePages;
+
+    const std::string narrow = Base::WideToAnsi(L"\u03A9");
+    EXPECT_EQ(1u, narrow.size());
+    EXPECT_NE(L"\u03A9", Base::AnsiToWide(narrow));
 }

@@ -38,6 +38,14 @@ bool OffsetValid(ULONG offset, ULONG size)
     return offset == 0 || (offset >= structureSize && offset < size);
 }
 
+// A name's area runs from its offset to the other name's offset when that lies behind
+// it, else to the end of the block.
+bool NameFits(ULONG offset, size_t bytes, ULONG otherOffset, ULONG size)
+{
+    const ULONG end = otherOffset > offset ? otherOffset : size;
+    return offset + bytes <= end;
+}
+
 // The name at the offset, if it ends inside the block.
 std::optional<std::wstring> TerminatedName(EVENT_TRACE_PROPERTIES& properties, ULONG offset, ULONG size)
 {
@@ -377,7 +385,10 @@ ULONG ControllerEmulator::Control(TRACEHANDLE handle, LPCWSTR name, PEVENT_TRACE
     if (size < structureSize) {
         return ERROR_BAD_LENGTH;
     }
-    if (!OffsetValid(properties->LoggerNameOffset, size) || !OffsetValid(properties->LogFileNameOffset, size) ||
+    // The caller says where the names are to go; a block without both offsets has no
+    // place for them.
+    if (properties->LoggerNameOffset == 0 || properties->LogFileNameOffset == 0 ||
+        !OffsetValid(properties->LoggerNameOffset, size) || !OffsetValid(properties->LogFileNameOffset, size) ||
         !ValidControlCode(controlCode) || (handle == 0 && name == nullptr)) {
         return ERROR_INVALID_PARAMETER;
     }
@@ -395,21 +406,22 @@ ULONG ControllerEmulator::Control(TRACEHANDLE handle, LPCWSTR name, PEVENT_TRACE
 ULONG ControllerEmulator::Fill(const EmulatedSession& session, EVENT_TRACE_PROPERTIES& properties) const
 {
     const ULONG size = properties.Wnode.BufferSize;
+    const ULONG loggerNameOffset = properties.LoggerNameOffset;
+    const ULONG logFileNameOffset = properties.LogFileNameOffset;
     properties = session.settings;
     properties.Wnode.BufferSize = size;
     properties.Wnode.HistoricalContext = session.handle;
-    properties.LogFileNameOffset = 0;
-    properties.LoggerNameOffset = 0;
+    properties.LoggerNameOffset = loggerNameOffset;
+    properties.LogFileNameOffset = logFileNameOffset;
 
-    const size_t fileBytes = (session.logFileName.size() + 1) * sizeof(wchar_t);
     const size_t loggerBytes = (session.name.size() + 1) * sizeof(wchar_t);
-    if (structureSize + fileBytes + loggerBytes > size) {
+    const size_t fileBytes = (session.logFileName.size() + 1) * sizeof(wchar_t);
+    if (!NameFits(loggerNameOffset, loggerBytes, logFileNameOffset, size) ||
+        !NameFits(logFileNameOffset, fileBytes, loggerNameOffset, size)) {
         return ERROR_MORE_DATA;
     }
-    properties.LogFileNameOffset = structureSize;
-    properties.LoggerNameOffset = static_cast<ULONG>(structureSize + fileBytes);
-    std::memcpy(NameAt(properties, properties.LogFileNameOffset), session.logFileName.c_str(), fileBytes);
-    std::memcpy(NameAt(properties, properties.LoggerNameOffset), session.name.c_str(), loggerBytes);
+    std::memcpy(NameAt(properties, loggerNameOffset), session.name.c_str(), loggerBytes);
+    std::memcpy(NameAt(properties, logFileNameOffset), session.logFileName.c_str(), fileBytes);
     if (afterFill) {
         afterFill(properties, size);
     }

@@ -18,14 +18,16 @@
 //   non-zero name offset inside the structure or beyond Wnode.BufferSize, or a log file
 //   name without a terminator inside the block, fails with ERROR_INVALID_PARAMETER, as do
 //   null arguments, an unknown control code and both circular and sequential file modes.
-// - ControlTraceW finds the session by name when a name is given (the handle is then
-//   ignored) and by handle otherwise; no such session gives ERROR_WMI_INSTANCE_NOT_FOUND.
-//   QUERY, FLUSH and UPDATE leave it running, STOP removes it; each then fills the block
-//   as the system does: the settings, the counters, Wnode.HistoricalContext = the
-//   handle, and the two names at offsets of the emulator's own choosing (the log file
-//   name directly behind the structure, the logger name behind it), deliberately not
-//   where a caller's build form puts them. A block too small for the names gets the
-//   settings with both offsets 0 and ERROR_MORE_DATA (a STOP has still stopped).
+// - ControlTraceW needs both name offsets set, as the documented contract asks of the
+//   caller: a block with either offset 0 fails with ERROR_INVALID_PARAMETER. It finds
+//   the session by name when a name is given (the handle is then ignored) and by handle
+//   otherwise; no such session gives ERROR_WMI_INSTANCE_NOT_FOUND. QUERY, FLUSH and
+//   UPDATE leave it running, STOP removes it; each then fills the block as the system
+//   does: the settings, the counters, Wnode.HistoricalContext = the handle, and the two
+//   names at the caller's offsets, which stay as they were. A name's area ends at the
+//   other name's offset when that lies behind it, else at the block's end; a name that
+//   does not fit its area gets the settings without names and ERROR_MORE_DATA (a STOP
+//   has still stopped).
 // - EnableTraceEx2 with handle 0, a null provider, a control code above 2, parameters of
 //   a version other than 1 or 2, or a handle of no running session fails with
 //   ERROR_INVALID_PARAMETER. Enabling records the provider on the session (a second

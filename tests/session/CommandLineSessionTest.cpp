@@ -98,7 +98,20 @@ TEST_F(CommandLineSessionTest, StartWithAPathTooLongForTheSessionFails)
     EXPECT_EQ(1, Run({"ksdiag", "START", "/nologo", longFile}));
     EXPECT_EQ("Start log failed with error 206.\n", capture.Err());
     EXPECT_EQ(L"", capture.WideOut());
-    EXPECT_TRUE(etw.Calls().empty());
+    EXPECT_EQ(std::vector<std::string>{"ControlTrace query \"Kestrova Diagnostics Log\" handle=0 -> 4201"},
+              Testing::DescribeCalls(etw.Calls()));
+}
+
+TEST_F(CommandLineSessionTest, StartWithAPathTooLongWhileASessionRunsSaysItRuns)
+{
+    AddRunningSession();
+    const std::string longFile = "/file:C:\\" + std::string(300, 'l') + ".etl";
+    EXPECT_EQ(1, Run({"ksdiag", "START", "/nologo", longFile}));
+    EXPECT_EQ("", capture.Out());
+    EXPECT_EQ("The log file is already running.\n", capture.Err());
+    Testing::ExpectedStatus expected = Testing::StatusOf(file);
+    expected.rebootLogging = L"Disabled.";
+    EXPECT_EQ(L"A log is already running.\n\n" + Testing::StatusReport(expected) + L"\n", capture.WideOut());
 }
 
 TEST_F(CommandLineSessionTest, StartWithDebugEchoesTheTraceLines)

@@ -50,12 +50,15 @@ private:
     std::vector<uint64_t> bytes;
 };
 
-// A query block: only the Wnode size.
-Block QueryBlock(ULONG size = 2688)
+// A query block: the Wnode size and the offsets where the names are to go, by default
+// those of the product's blocks.
+Block QueryBlock(ULONG size = 2688, ULONG loggerNameOffset = structureSize, ULONG logFileNameOffset = 2168)
 {
     Block block(size, 0);
     std::memset(block.Get(), 0, structureSize);
     block.Get()->Wnode.BufferSize = size;
+    block.Get()->LoggerNameOffset = loggerNameOffset;
+    block.Get()->LogFileNameOffset = logFileNameOffset;
     return block;
 }
 
@@ -199,7 +202,7 @@ TEST(ControllerEmulator, CircularAndSequentialTogetherAreAnInvalidParameter)
     EXPECT_EQ(static_cast<ULONG>(ERROR_INVALID_PARAMETER), Start(L"One", block, handle));
 }
 
-TEST(ControllerEmulator, QueryFillsTheBlockWithItsOwnOffsets)
+TEST(ControllerEmulator, QueryWritesTheNamesAtTheCallersOffsets)
 {
     ControllerEmulator etw;
     Block started;
@@ -212,7 +215,8 @@ TEST(ControllerEmulator, QueryFillsTheBlockWithItsOwnOffsets)
         session.settings.EventsLost = 9;
     }));
 
-    Block query = QueryBlock();
+    // Not where the product puts them: the file name first, the logger name behind it.
+    Block query = QueryBlock(2688, 2000, 130);
     ASSERT_EQ(0u, Control(0, L"One", query, EVENT_TRACE_CONTROL_QUERY));
     const EVENT_TRACE_PROPERTIES& filled = *query.Get();
     EXPECT_EQ(2688u, filled.Wnode.BufferSize);
@@ -227,11 +231,10 @@ TEST(ControllerEmulator, QueryFillsTheBlockWithItsOwnOffsets)
     EXPECT_EQ(7u, filled.BuffersWritten);
     EXPECT_EQ(2u, filled.LogBuffersLost);
     EXPECT_EQ(9u, filled.EventsLost);
-    // The file name first, right behind the structure; the logger name behind it.
-    EXPECT_EQ(structureSize, filled.LogFileNameOffset);
-    EXPECT_EQ(structureSize + sizeof(L"C:\\logs\\a.etl"), filled.LoggerNameOffset);
-    EXPECT_EQ(L"C:\\logs\\a.etl", query.Name(filled.LogFileNameOffset));
-    EXPECT_EQ(L"One", query.Name(filled.LoggerNameOffset));
+    EXPECT_EQ(130u, filled.LogFileNameOffset);
+    EXPECT_EQ(2000u, filled.LoggerNameOffset);
+    EXPECT_EQ(L"C:\\logs\\a.etl", query.Name(130));
+    EXPECT_EQ(L"One", query.Name(2000));
     EXPECT_TRUE(etw.FindSession(L"One"));
 }
 
@@ -245,11 +248,37 @@ TEST(ControllerEmulator, QueryOfAMissingSessionIsInstanceNotFound)
 
 TEST_F(ControllerEmulatorWithSession, QueryIntoABlockTooSmallForTheNamesIsMoreData)
 {
-    Block query = QueryBlock(structureSize + 8);
+    // "One" needs eight bytes and finds four before the file name's area.
+    Block query = QueryBlock(structureSize + 8, structureSize, structureSize + 4);
     EXPECT_EQ(static_cast<ULONG>(ERROR_MORE_DATA), Control(0, L"One", query, EVENT_TRACE_CONTROL_QUERY));
     EXPECT_EQ(64u, query.Get()->BufferSize);
-    EXPECT_EQ(0u, query.Get()->LoggerNameOffset);
-    EXPECT_EQ(0u, query.Get()->LogFileNameOffset);
+    EXPECT_EQ(structureSize, query.Get()->LoggerNameOffset);
+    EXPECT_EQ(structureSize + 4, query.Get()->LogFileNameOffset);
+    EXPECT_EQ(L"", query.Name(structureSize));
+}
+
+TEST_F(ControllerEmulatorWithSession, NameRunningIntoTheOtherAreaIsMoreData)
+{
+    // "C:\logs\a.etl" needs 28 bytes and finds 20 before the logger name's area.
+    Block query = QueryBlock(2688, 2168, 2148);
+    EXPECT_EQ(static_cast<ULONG>(ERROR_MORE_DATA), Control(0, L"One", query, EVENT_TRACE_CONTROL_QUERY));
+    Block roomy = QueryBlock(2688, 2176, 2148);
+    EXPECT_EQ(0u, Control(0, L"One", roomy, EVENT_TRACE_CONTROL_QUERY));
+    EXPECT_EQ(L"C:\\logs\\a.etl", roomy.Name(2148));
+}
+
+TEST_F(ControllerEmulatorWithSession, ControlWithoutBothNameOffsetsIsAnInvalidParameter)
+{
+    const ULONG invalid = ERROR_INVALID_PARAMETER;
+    Block neither = QueryBlock(2688, 0, 0);
+    EXPECT_EQ(invalid, Control(0, L"One", neither, EVENT_TRACE_CONTROL_QUERY));
+    EXPECT_EQ(0u, neither.Get()->BufferSize);
+    Block noLogger = QueryBlock(2688, 0, 2168);
+    EXPECT_EQ(invalid, Control(0, L"One", noLogger, EVENT_TRACE_CONTROL_QUERY));
+    Block noFile = QueryBlock(2688, structureSize, 0);
+    EXPECT_EQ(invalid, Control(0, L"One", noFile, EVENT_TRACE_CONTROL_QUERY));
+    EXPECT_EQ(invalid, Control(0, L"One", neither, EVENT_TRACE_CONTROL_STOP));
+    EXPECT_TRUE(etw.FindSession(L"One"));
 }
 
 TEST_F(ControllerEmulatorWithSession, StopByNameRemovesTheSessionAndFillsTheBlock)
@@ -375,7 +404,7 @@ TEST_F(ControllerEmulatorWithSession, AfterFillEditsTheReply)
     Block query = QueryBlock();
     ASSERT_EQ(0u, Control(0, L"One", query, EVENT_TRACE_CONTROL_QUERY));
     EXPECT_EQ(0u, query.Get()->LoggerNameOffset);
-    EXPECT_EQ(structureSize, query.Get()->LogFileNameOffset);
+    EXPECT_EQ(2168u, query.Get()->LogFileNameOffset);
 }
 
 TEST(ControllerEmulator, AddedSessionIsFoundAndQueried)

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 TEST(SessionIdentity, KernelProcessKeywordsAreTheOrOfTheRequests)
 {
     EXPECT_EQ(0u, Session::KernelProcessKeywords(false, false, false));
@@ -61,12 +63,23 @@ TEST(DefaultLogFilePath, UnsetVariablesStayAsWritten)
     EXPECT_EQ(L"%PROGRAMDATA%\\Kestrova\\Diagnostics\\Logs\\Kestrova-Log-HOST7.etl", Session::DefaultLogFilePath());
 }
 
-TEST(DefaultLogFilePath, ExpansionLongerThanAPathIsKeptWhole)
+// Expanded into 260 units: an expansion that needs more is whatever text the system
+// leaves in those units, never longer, never the whole expansion.
+TEST(DefaultLogFilePath, ExpansionLongerThanAPathIsWhatTheBufferOfAPathHolds)
 {
     const std::string folder = "D:\\" + std::string(300, 'd');
     Testing::ScopedEnvironment programData("PROGRAMDATA", folder);
     Testing::ScopedEnvironment computerName("COMPUTERNAME", std::string("HOST7"));
-    const std::wstring expected =
+    const std::wstring whole =
         std::wstring(folder.begin(), folder.end()) + L"\\Kestrova\\Diagnostics\\Logs\\Kestrova-Log-HOST7.etl";
-    EXPECT_EQ(expected, Session::DefaultLogFilePath());
+    std::vector<wchar_t> buffer(MAX_PATH + 1, L'\0');
+    EXPECT_EQ(whole.size() + 1, ::ExpandEnvironmentStringsW(L"%PROGRAMDATA%\\Kestrova\\Diagnostics\\Logs\\Kestrova-Log-"
+                                                            L"%COMPUTERNAME%.etl",
+                                                            buffer.data(), MAX_PATH));
+
+    const std::wstring path = Session::DefaultLogFilePath();
+
+    EXPECT_EQ(std::wstring(buffer.data()), path);
+    EXPECT_GE(259u, path.size());
+    EXPECT_EQ(path, whole.substr(0, path.size()));
 }

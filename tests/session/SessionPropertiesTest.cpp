@@ -97,10 +97,13 @@ TEST(SessionProperties, BuildFormSequentialUnlimitedHasModeOneAndSizeZero)
     EXPECT_EQ(ExpectedBuildForm(L"D:\\x.etl", 0, 0x1, 64), Bytes(properties));
 }
 
-TEST(SessionProperties, QueryFormSetsOnlyTheWnode)
+TEST(SessionProperties, QueryFormSetsTheWnodeAndWhereTheNamesGo)
 {
     const SessionProperties properties = Session::BuildQueryProperties();
-    EXPECT_EQ(ExpectedWnode(), Bytes(properties));
+    std::vector<uint8_t> expected = ExpectedWnode();
+    PutUlong(expected, 112, 2168); // LogFileNameOffset, its area empty
+    PutUlong(expected, 116, 120);  // LoggerNameOffset, its area empty
+    EXPECT_EQ(expected, Bytes(properties));
     EXPECT_EQ(L"", properties.LoggerName());
     EXPECT_EQ(L"", properties.LogFileName());
 }

@@ -307,14 +307,14 @@ TEST_F(StartLogTest, PathOfTheLongestLengthStarts)
     EXPECT_EQ(options.file, session->logFileName);
 }
 
-TEST_F(StartLogTest, LongerPathIsRefusedBeforeAnyPlatformCall)
+TEST_F(StartLogTest, LongerPathIsRefusedAfterTheQuery)
 {
     Session::StartOptions options = DefaultOptions();
     options.file = LogFile(std::wstring(300, L'q') + L".etl");
     const size_t length = options.file.size();
 
     EXPECT_EQ(206u, Session::StartLog(options));
-    EXPECT_TRUE(etw.Calls().empty());
+    EXPECT_EQ(std::vector<std::string>{queryMissing}, DescribeCalls(etw.Calls()));
     EXPECT_EQ((std::vector<std::string>{
                   "  ENTER : StartLog",
                   "  ERROR : Log file path of [" + std::to_string(length) +
@@ -325,6 +325,22 @@ TEST_F(StartLogTest, LongerPathIsRefusedBeforeAnyPlatformCall)
     EXPECT_EQ(L"", WideOutput());
     EXPECT_FALSE(std::filesystem::exists(scratch.Path() / L"logs"));
     EXPECT_FALSE(autologger.Exists());
+}
+
+// The running session is what the user needs to hear of, not the path.
+TEST_F(StartLogTest, LongerPathWhileASessionRunsReportsTheSession)
+{
+    const std::wstring running = LogFile(L"running.etl");
+    AddRunningSession(running);
+    Session::StartOptions options = DefaultOptions();
+    options.file = LogFile(std::wstring(300, L'q') + L".etl");
+
+    EXPECT_EQ(183u, Session::StartLog(options));
+    Testing::ExpectedStatus expected = Testing::StatusOf(running);
+    expected.rebootLogging = L"Disabled.";
+    EXPECT_EQ(L"A log is already running.\n\n" + Testing::StatusReport(expected) + L"\n", WideOutput());
+    EXPECT_EQ((std::vector<std::string>{queryRunning, queryRunning}), DescribeCalls(etw.Calls()));
+    EXPECT_EQ("   EXIT : StartLog returned [183]", TraceOutput().back());
 }
 
 TEST_F(StartLogTest, StartTraceFailureIsReportedAndReturned)

@@ -73,10 +73,14 @@ TEST_F(StopLogTest, StopsWithTheBlockTheQueryFilled)
     ASSERT_EQ(0u, Session::StopLog());
     const auto calls = etw.Calls();
     ASSERT_EQ(3u, calls.size());
-    // The stop went out with the first query's block as the system filled it: the file
-    // name right behind the structure, where the emulator put it.
-    const auto* fileName = reinterpret_cast<const wchar_t*>(calls[2].properties.data() + 120);
-    EXPECT_EQ(file, std::wstring(fileName));
+    // The stop went out with the first query's block as the system filled it: both
+    // names where the query form asked for them, which a fresh block leaves empty.
+    const auto* block = reinterpret_cast<const EVENT_TRACE_PROPERTIES*>(calls[2].properties.data());
+    ASSERT_EQ(2168u, block->LogFileNameOffset);
+    ASSERT_EQ(120u, block->LoggerNameOffset);
+    EXPECT_EQ(file, std::wstring(reinterpret_cast<const wchar_t*>(calls[2].properties.data() + 2168)));
+    EXPECT_EQ(std::wstring(Testing::LogSessionName),
+              std::wstring(reinterpret_cast<const wchar_t*>(calls[2].properties.data() + 120)));
 }
 
 TEST_F(StopLogTest, MissingDefinitionIsTracedAndTheStopGoesOn)

@@ -1,7 +1,8 @@
 #pragma once
 
 // Sets (or removes) an environment variable of the test process and restores the
-// previous state afterwards.
+// previous state afterwards. The narrow forms are in the ANSI code page, as
+// SetEnvironmentVariableA takes them; the wide ones keep any character.
 
 #include <optional>
 #include <string>
@@ -10,14 +11,15 @@ namespace Testing {
 
 class ScopedEnvironment {
 public:
-    ScopedEnvironment(std::string name, const std::optional<std::string>& value);
+    ScopedEnvironment(const std::string& name, const std::optional<std::string>& value);
+    ScopedEnvironment(std::wstring name, const std::optional<std::wstring>& value);
     ScopedEnvironment(const ScopedEnvironment&) = delete;
     ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
     ~ScopedEnvironment();
 
 private:
-    std::string name;
-    std::optional<std::string> saved;
+    std::wstring name;
+    std::optional<std::wstring> saved;
 };
 
 } // namespace Testing

@@ -14,7 +14,9 @@
 
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <regex>
+#include <thread>
 
 namespace {
 
@@ -321,4 +323,49 @@ TEST(TraceFile, OpenFileCanBeReadAndWrittenByOthers)
     DWORD count = 0;
     ASSERT_TRUE(::ReadFile(other.Get(), buffer, sizeof(buffer), &count, nullptr));
     EXPECT_EQ(std::vector<std::string>{"shared"}, Testing::TraceTexts(std::string(buffer, count)));
+}
+
+// Lines of several threads may come in any order, but each one arrives whole: no byte of
+// another line inside it, no bytes lost, no zeros where a line was overwritten.
+TEST(TraceFile, LinesOfConcurrentThreadsArriveWhole)
+{
+    Testing::TempDirectory directory;
+    Testing::TraceFileCloser closer;
+    ConfigureWith({PathSwitch("trace-folder", directory.Path())});
+    constexpr int threadCount = 3;
+    constexpr int linesPerThread = 5000;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([thread] {
+            for (int line = 0; line < linesPerThread; ++line) {
+                testLog->Error("Concurrent line", Trace::Field{"thread", thread}, Trace::Field{"line", line});
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+
+    const std::string content = ReadSharedFile(directory.Path() / moduleLog);
+    EXPECT_EQ(std::string::npos, content.find('\0'));
+    const std::regex text(R"(Concurrent line \{ thread:(\d), line:(\d+) \})");
+    std::map<int, int> nextLine; // per thread: each thread's own lines stay in order
+    int whole = 0;
+    int outOfOrder = 0;
+    std::vector<std::string> broken;
+    for (const std::string& line : Testing::SplitLines(content)) {
+        const auto parsed = Testing::ParseTraceLine(line);
+        std::smatch match;
+        if (!parsed || !std::regex_match(parsed->text, match, text)) {
+            broken.push_back(line);
+            continue;
+        }
+        const int thread = std::stoi(match[1]);
+        outOfOrder += nextLine[thread]++ != std::stoi(match[2]) ? 1 : 0;
+        ++whole;
+    }
+    EXPECT_EQ(0u, broken.size()) << "the first: " << (broken.empty() ? std::string() : broken.front());
+    EXPECT_EQ(0, outOfOrder);
+    EXPECT_EQ(threadCount * linesPerThread, whole);
+    EXPECT_EQ(std::vector<fs::path>{moduleLog}, directory.Files());
 }

@@ -1,4 +1,5 @@
 #include "base/Exception.h"
+#include "tests/support/LastErrorClobber.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
 #include "trace/EtwWriter.h"
@@ -110,6 +111,7 @@ HANDLE WINAPI RecordingCreate(LPCWSTR path, DWORD access, DWORD share, LPSECURIT
 
 TEST_F(FaultMinidump, FileIsCreatedForReadAndWriteWithoutSharing)
 {
+    createArguments.clear();
     files->CreateFileW = RecordingCreate;
     Render(Testing::FaultEvent(L"app", dumpText).Build().record);
     ASSERT_EQ(1u, createArguments.size());
@@ -127,6 +129,64 @@ TEST_F(FaultMinidump, NullHandleReportsTheCreateError)
         std::wregex(L"\\{0C\\}.*Fault\\. CreateFile on .*fault_[-0-9a-f]{36}\\.dmp failed with error 5\n\n\\{07\\}")))
         << std::filesystem::path(text).string();
     EXPECT_NE(std::wstring::npos, text.find(L"CreateFile on " + TempPath() + L"fault_"));
+}
+
+// The output stream changes the last error with every write; the line still carries the
+// code the creation failed with.
+TEST_F(FaultMinidump, CreateErrorIsTakenBeforeTheLineIsWritten)
+{
+    files->CreateFileW = NullCreate;
+    Testing::LastErrorClobber clobber;
+    Render(Testing::FaultEvent(L"app", dumpText).Build().record);
+    const std::wstring text = Coloured();
+    EXPECT_TRUE(std::regex_match(
+        text, std::wregex(L".*Fault\\. CreateFile on .*fault_[-0-9a-f]{36}\\.dmp failed with error 5\n\n\\{07\\}")))
+        << std::filesystem::path(text).string();
+}
+
+HANDLE WINAPI InvalidHandleCreate(LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE)
+{
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+}
+
+// What the platform answers to a write through the invalid handle and to deleting a file
+// that was never created, whatever language its codes speak.
+DWORD WriteErrorOfTheInvalidHandle()
+{
+    DWORD written = 0;
+    EXPECT_FALSE(::WriteFile(INVALID_HANDLE_VALUE, "x", 1, &written, nullptr));
+    return ::GetLastError();
+}
+
+DWORD DeleteErrorOfAMissingFile(const std::wstring& path)
+{
+    EXPECT_FALSE(::DeleteFileW(path.c_str()));
+    return ::GetLastError();
+}
+
+// CreateFileW fails the way the system fails, with the invalid handle rather than null.
+// Tested against null only, the handle goes on to the write, which fails and is
+// reported; the delete finds no file, and none is left.
+TEST_F(FaultMinidump, InvalidHandleFromCreateFailsTheWriteAndLeavesNoFile)
+{
+    files->CreateFileW = InvalidHandleCreate;
+    const DWORD writeError = WriteErrorOfTheInvalidHandle();
+    const DWORD deleteError = DeleteErrorOfAMissingFile(TempPath() + L"fault_missing.dmp");
+    Testing::LastErrorClobber clobber;
+    Render(Testing::FaultEvent(L"app", dumpText).Build().record);
+    EXPECT_TRUE(Dumps().empty());
+    const std::wstring text = Coloured();
+    std::wsmatch match;
+    ASSERT_TRUE(std::regex_match(text, match,
+                                 std::wregex(L".*Fault\\. WriteFile on (.*fault_[-0-9a-f]{36}\\.dmp) returned error "
+                                             L"(\\d+) and wrote 0 of 10 bytes\nFailed to delete dump file "
+                                             L"(.*) error (\\d+)\\.\n\n\\{07\\}")))
+        << std::filesystem::path(text).string();
+    EXPECT_EQ(TempPath(), match[1].str().substr(0, TempPath().size()));
+    EXPECT_EQ(std::to_wstring(writeError), match[2].str());
+    EXPECT_EQ(match[1].str(), match[3].str());
+    EXPECT_EQ(std::to_wstring(deleteError), match[4].str());
 }
 
 // Writes three bytes for real and reports a full disk.
@@ -159,6 +219,8 @@ TEST_F(FaultMinidump, FailedDeleteIsReported)
 {
     files->WriteFile = ShortWrite;
     files->DeleteFileW = FailingDelete;
+    // Every write to the output changes the last error; both codes were taken before.
+    Testing::LastErrorClobber clobber;
     Render(Testing::FaultEvent(L"app", dumpText).Build().record);
     const std::wstring text = Coloured();
     EXPECT_TRUE(std::regex_match(text, std::wregex(L".* wrote 3 of 10 bytes\nFailed to delete dump file "

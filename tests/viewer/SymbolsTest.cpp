@@ -72,7 +72,15 @@ LoadedModule LoadSymbolModule()
     return module;
 }
 
-constexpr ULONG loggedProcess = 4242; // no such process needs to exist
+// A process id of each test's own, 4242 for the first; no such process needs to exist.
+// dbghelp keeps what it has loaded for an id while this process lives, and every test
+// may run in the one process.
+ULONG NextLoggedProcess()
+{
+    static ULONG next = 4240;
+    next += 2;
+    return next;
+}
 
 // The product's dbghelp functions, as the tests hand them over: wrappers that count and
 // record the calls and can fail them, or nothing at all for a hidden export (an older or
@@ -190,6 +198,13 @@ protected:
     {
         realModules = *modules;
         modules->GetProcAddress = WrappingGetProcAddress;
+        // What an earlier test in this process hid, failed or recorded stays behind.
+        hiddenExports.clear();
+        initialised.clear();
+        symInitializeFailure = 0;
+        registerCallbackFailure = 0;
+        moduleLoads.clear();
+        fakedLoad.reset();
     }
 
     void SetUp() override
@@ -215,7 +230,9 @@ protected:
         return image;
     }
 
-    void RenderImage(const Testing::ImageFields& image, ULONG process = loggedProcess)
+    void RenderImage(const Testing::ImageFields& image) { RenderImage(image, loggedProcess); }
+
+    void RenderImage(const Testing::ImageFields& image, ULONG process)
     {
         Render(Testing::ImageEvent(image).Process(process, 7).Build().record);
     }
@@ -242,6 +259,11 @@ protected:
 
     std::wstring ModulePath() const { return std::filesystem::path(module.path).wstring(); }
 
+    // " app(<process>:7) ", as the header of the test's events reads.
+    std::wstring Source() const { return L" app(" + std::to_wstring(loggedProcess) + L":7) "; }
+
+    const ULONG loggedProcess = NextLoggedProcess();
+    const ULONG otherProcess = loggedProcess + 1;
     Testing::ScopedApi<Platform::ModuleApi> modules;
     LoadedModule module;
 };
@@ -254,7 +276,7 @@ bool IsFrame(const std::wstring& line, const wchar_t* function)
 TEST_F(CallStacks, ImageLineShowsFileVersionAndMachine)
 {
     RenderImage(Image());
-    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}",
+    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + Source() + L"Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}",
               Coloured());
     const auto lines = TraceLines();
     ASSERT_FALSE(lines.empty());
@@ -347,9 +369,9 @@ TEST_F(CallStacks, SymbolHandlerIsSetUpOncePerProcess)
 {
     RenderImage(Image());
     RenderImage(Image());
-    RenderImage(Image(), 5151);
+    RenderImage(Image(), otherProcess);
     EXPECT_EQ((std::vector<HANDLE>{reinterpret_cast<HANDLE>(uintptr_t{loggedProcess}),
-                                   reinterpret_cast<HANDLE>(uintptr_t{5151})}),
+                                   reinterpret_cast<HANDLE>(uintptr_t{otherProcess})}),
               initialised);
 }
 
@@ -359,7 +381,7 @@ TEST_F(CallStacks, EmptyDebugTextShowsTheImageButLoadsNothing)
     image.debug.clear();
     image.machine = 0x1C4;
     RenderImage(image);
-    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L" 1.2.3.4 (452)\n{07}",
+    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + Source() + L"Image {08}" + ModulePath() + L" 1.2.3.4 (452)\n{07}",
               Coloured());
     EXPECT_EQ("WARNING : Debug info for module [" + module.path + "] was empty",
               TraceLines().at(TraceLines().size() - 2));
@@ -383,7 +405,7 @@ TEST_F(CallStacks, NoVersionAndNoMachine)
     image.version.clear();
     image.machine = 0;
     RenderImage(image);
-    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L"\n{07}", Coloured());
+    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + Source() + L"Image {08}" + ModulePath() + L"\n{07}", Coloured());
 }
 
 TEST_F(CallStacks, ThirtyTwoBitProducerLogsAFourByteBase)
@@ -508,7 +530,7 @@ TEST_F(CallStacks, SymInitializeThatCannotBeHadIsTracedOnce)
     EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "  ERROR : SymInitialize was unavailable"));
     // The image line still shows, twice.
     const std::wstring line =
-        L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}";
+        L"{0F}" + DefaultTimestamp() + Source() + L"Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}";
     EXPECT_EQ(line + line, Coloured());
 }
 
@@ -517,7 +539,9 @@ TEST_F(CallStacks, SymInitializeFailureIsTracedAndTheCallbackStillRegistered)
     symInitializeFailure = ERROR_ACCESS_DENIED;
     RenderImage(Image());
     const auto lines = TraceLines();
-    EXPECT_EQ("  ERROR : Failed to initialise symbols for process [4242] with error [5]", lines.at(2));
+    EXPECT_EQ("  ERROR : Failed to initialise symbols for process [" + std::to_string(loggedProcess) +
+                  "] with error [5]",
+              lines.at(2));
     EXPECT_EQ("VERBOSE : Module [dbghelp.dll] method [SymRegisterCallback64] loaded successfully", lines.at(3));
 }
 
@@ -535,7 +559,8 @@ TEST_F(CallStacks, SymRegisterCallbackFailureIsTracedOncePerProcess)
     RenderImage(Image());
     RenderImage(Image());
     const auto lines = TraceLines();
-    const std::string failure = "  ERROR : Failed to initialise symbol callback for process [4242] with error [87]";
+    const std::string failure = "  ERROR : Failed to initialise symbol callback for process [" +
+                                std::to_string(loggedProcess) + "] with error [87]";
     EXPECT_EQ(failure, lines.at(3));
     EXPECT_EQ(1, std::count(lines.begin(), lines.end(), failure));
 }
@@ -544,7 +569,7 @@ TEST_F(CallStacks, SymLoadModuleExThatCannotBeHadStopsAfterTheImageLine)
 {
     hiddenExports.insert("SymLoadModuleEx");
     RenderImage(Image());
-    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + L" app(4242:7) Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}",
+    EXPECT_EQ(L"{0F}" + DefaultTimestamp() + Source() + L"Image {08}" + ModulePath() + L" 1.2.3.4 (AMD64)\n{07}",
               Coloured());
     const auto lines = TraceLines();
     EXPECT_EQ(
@@ -569,7 +594,7 @@ TEST_F(CallStacks, WithoutSymFromAddrNoFramesPrint)
     capture.Clear();
     console.ClearChanges();
     RenderStack({module.Address("InnerWork"), 0x1234});
-    EXPECT_EQ(L"{0C}" + DefaultTimestamp() + L" app(4242:7) Error {08}Name : Message Args\nStack\n{07}", Coloured());
+    EXPECT_EQ(L"{0C}" + DefaultTimestamp() + Source() + L"Error {08}Name : Message Args\nStack\n{07}", Coloured());
 }
 
 TEST_F(CallStacks, AFrameSaysWhetherItIsTheLoggingMachinery)

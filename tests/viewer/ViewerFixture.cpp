@@ -4,6 +4,7 @@
 #include "trace/DebugTrace.h"
 #include "viewer/EventCallback.h"
 #include "viewer/ManifestExtraction.h"
+#include "viewer/ViewerReset.h"
 
 #include <cwchar>
 #include <iomanip>
@@ -33,6 +34,9 @@ DWORD WINAPI RedirectedGetTempPath(DWORD length, LPWSTR buffer)
 
 ViewerTest::ViewerTest() : files(Platform::File())
 {
+    // Bound dbghelp functions, symbol processes and buffers of an earlier test in this
+    // process would decide what this one sees.
+    Viewer::ResetViewerState();
     RedirectedTempPath() = temp.Path().wstring() + L"\\";
     files->GetTempPathW = RedirectedGetTempPath;
     Trace::DebugConsoleLevel = 7;

@@ -1,8 +1,9 @@
 #pragma once
 
-// The stage of most viewer tests: console, TDH and consumer emulators in place, standard
-// output captured, the temporary directory moved into a directory of the test's own,
-// and the command code's trace lines echoed to the captured std::cout.
+// The stage of most viewer tests: the viewer's process-wide state as a fresh process has
+// it, console, TDH and consumer emulators in place, standard output captured, the
+// temporary directory moved into a directory of the test's own, and the command code's
+// trace lines echoed to the captured std::cout.
 
 #include "platform/FileApi.h"
 #include "tests/emulator/ConsoleEmulator.h"

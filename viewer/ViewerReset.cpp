@@ -1,0 +1,13 @@
+#include "viewer/ViewerReset.h"
+
+namespace Viewer {
+
+void ResetViewerState()
+{
+    Reset::ForgetSymbolProcesses();
+    Reset::ReleaseDbgHelp();
+    Reset::ShrinkEventInformation();
+    Reset::ForgetLiveHandles();
+}
+
+} // namespace Viewer
