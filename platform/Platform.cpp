@@ -49,8 +49,9 @@ TdhApi& Tdh()
 
 const ConsoleApi& SystemConsole()
 {
-    static const ConsoleApi system{::GetStdHandle, ::GetConsoleScreenBufferInfo, ::SetConsoleTextAttribute,
-                                   ::SetConsoleTitleW, ::SetConsoleCtrlHandler};
+    static const ConsoleApi system{::GetStdHandle,     ::GetConsoleScreenBufferInfo, ::SetConsoleTextAttribute,
+                                   ::SetConsoleTitleW, ::SetConsoleCtrlHandler,      ::GetConsoleMode,
+                                   ::WriteConsoleW};
     return system;
 }
 
