@@ -3,6 +3,9 @@
 #include "platform/TdhApi.h"
 #include "viewer/TdhBuffer.h"
 
+#include <algorithm>
+#include <cstddef>
+
 namespace Viewer {
 
 namespace {
@@ -31,6 +34,23 @@ const TRACE_EVENT_INFO* GetEventInformation(const EVENT_RECORD& record, ULONG& e
 ULONG EventInformationBufferSize()
 {
     return SharedBuffer().Size();
+}
+
+std::optional<std::wstring_view> EventInformationString(const TRACE_EVENT_INFO& information, ULONG size, ULONG offset)
+{
+    // The strings follow the fixed part and the property array; an offset that points
+    // into the fixed part names no string.
+    constexpr ULONG fixedPart = offsetof(TRACE_EVENT_INFO, EventPropertyInfoArray);
+    if (offset < fixedPart || offset >= size || offset % sizeof(wchar_t) != 0) {
+        return std::nullopt;
+    }
+    const auto* start = reinterpret_cast<const wchar_t*>(reinterpret_cast<const uint8_t*>(&information) + offset);
+    const size_t room = (size - offset) / sizeof(wchar_t);
+    const wchar_t* terminator = std::find(start, start + room, L'\0');
+    if (terminator == start + room) {
+        return std::nullopt;
+    }
+    return std::wstring_view(start, static_cast<size_t>(terminator - start));
 }
 
 } // namespace Viewer
