@@ -1,4 +1,5 @@
-// Binds every platform table to the system functions.
+// Binds every platform table to the system functions (TDH's, which are loaded at run
+// time, in SystemTdh.cpp).
 
 #include "ConsoleApi.h"
 #include "EtwApi.h"
@@ -7,8 +8,6 @@
 #include "RegistryApi.h"
 #include "RpcApi.h"
 #include "TdhApi.h"
-
-extern "C" ULONG WINAPI TdhLoadManifest(PWSTR manifest);
 
 namespace Platform {
 
@@ -34,12 +33,6 @@ const EtwApi& SystemEtw()
 EtwApi& Etw()
 {
     return LiveTable(SystemEtw());
-}
-
-const TdhApi& SystemTdh()
-{
-    static const TdhApi system{::TdhLoadManifest, ::TdhGetEventInformation, ::TdhGetPropertySize, ::TdhGetProperty};
-    return system;
 }
 
 TdhApi& Tdh()
