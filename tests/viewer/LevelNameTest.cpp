@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstring>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,12 @@ struct LevelNameCase {
     Tampering tampering;
     const wchar_t* shown; // what stands between the source and the body
 };
+
+// Names the case in test listings rather than dumping its bytes.
+void PrintTo(const LevelNameCase& levelNameCase, std::ostream* out)
+{
+    *out << levelNameCase.name;
+}
 
 class LevelName : public Testing::ViewerTest, public testing::WithParamInterface<LevelNameCase> {
 protected:
