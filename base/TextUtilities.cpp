@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <ostream>
 
 namespace Base {
 
@@ -67,25 +68,56 @@ std::wstring StripQuotes(std::wstring_view text)
     return Unquote(text);
 }
 
-std::wstring EscapeNonPrintable(std::wstring_view text, bool keepNewlines)
+namespace {
+
+// The one walk behind both forms of the escaping: emit(piece) receives, in order, each
+// run of units that stay as they are and the six characters "\uXXXX" of each unit that
+// does not.
+template <typename Emit> void WalkEscaped(std::wstring_view text, bool keepNewlines, Emit emit)
 {
     static constexpr wchar_t hexDigits[] = L"0123456789ABCDEF";
-    std::wstring result;
-    result.reserve(text.size());
-    for (const wchar_t c : text) {
+    size_t runStart = 0;
+    for (size_t index = 0; index < text.size(); ++index) {
+        const wchar_t c = text[index];
         const bool printable = c > 0 && c < 255 && std::isprint(static_cast<int>(c)) != 0;
         if (printable || (keepNewlines && c == L'\n')) {
-            result.push_back(c);
             continue;
         }
+        if (index > runStart) {
+            emit(text.substr(runStart, index - runStart));
+        }
         const auto unit = static_cast<unsigned>(c);
-        result += L"\\u";
-        result.push_back(hexDigits[(unit >> 12) & 0xF]);
-        result.push_back(hexDigits[(unit >> 8) & 0xF]);
-        result.push_back(hexDigits[(unit >> 4) & 0xF]);
-        result.push_back(hexDigits[unit & 0xF]);
+        const wchar_t sequence[] = {L'\\',
+                                    L'u',
+                                    hexDigits[(unit >> 12) & 0xF],
+                                    hexDigits[(unit >> 8) & 0xF],
+                                    hexDigits[(unit >> 4) & 0xF],
+                                    hexDigits[unit & 0xF]};
+        emit(std::wstring_view(sequence, 6));
+        runStart = index + 1;
     }
+    if (text.size() > runStart) {
+        emit(text.substr(runStart));
+    }
+}
+
+} // namespace
+
+std::wstring EscapeNonPrintable(std::wstring_view text, bool keepNewlines)
+{
+    std::wstring result;
+    result.reserve(text.size());
+    const auto append = [&result](std::wstring_view piece) { result.append(piece); };
+    WalkEscaped(text, keepNewlines, append);
     return result;
+}
+
+void WriteEscapedNonPrintable(std::wostream& out, std::wstring_view text, bool keepNewlines)
+{
+    const auto write = [&out](std::wstring_view piece) {
+        out.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+    };
+    WalkEscaped(text, keepNewlines, write);
 }
 
 bool CharsEqualIgnoreCase(char left, char right)

@@ -2,6 +2,7 @@
 
 // Trimming, quote stripping, escaping and case-insensitive matching of text.
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,9 @@ std::wstring StripQuotes(std::wstring_view text);
 // (upper-case hex). A line feed is kept when keepNewlines is set. The backslash itself
 // is printable, so the result cannot be reversed; it is meant for display only.
 std::wstring EscapeNonPrintable(std::wstring_view text, bool keepNewlines);
+
+// The same escaping written straight to a stream, without building the escaped text.
+void WriteEscapedNonPrintable(std::wostream& out, std::wstring_view text, bool keepNewlines);
 
 // Characters are alike when identical or equal after toupper.
 bool CharsEqualIgnoreCase(char left, char right);

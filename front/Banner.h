@@ -2,17 +2,15 @@
 
 // The first line of every run: product name and the four-part file version.
 
-#include <string>
-
 namespace Front {
 
 // The product's name as the banner and the help text print it.
 constexpr char ProductName[] = "Kestrova";
 
-// "major.minor.build.revision" from the fixed file information of the running
-// executable's VERSIONINFO, so the banner always tells the version of the file that
-// runs. Throws Base::ExceptionWin32 when the executable carries no version information.
-std::string FileVersionText();
+// "major.minor.build.revision": the project version that CMake also writes into the
+// executable's VERSIONINFO, fixed when the program is built. Reading it back from the
+// running image would only add a way to fail before every command.
+extern const char FileVersionText[];
 
 // "Kestrova Diagnostics Utility, Version <FileVersionText>" and an empty line, on
 // standard output.

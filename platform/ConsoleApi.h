@@ -1,7 +1,7 @@
 #pragma once
 
-// Console attributes, title and control handler: the calls whose effect a test cannot
-// observe through redirected streams.
+// Console attributes, title, control handler and the console side of standard output:
+// the calls whose effect a test cannot observe through redirected streams.
 
 #include <windows.h>
 
@@ -13,6 +13,8 @@ struct ConsoleApi {
     decltype(&::SetConsoleTextAttribute) SetConsoleTextAttribute;
     decltype(&::SetConsoleTitleW) SetConsoleTitleW;
     decltype(&::SetConsoleCtrlHandler) SetConsoleCtrlHandler;
+    decltype(&::GetConsoleMode) GetConsoleMode;
+    decltype(&::WriteConsoleW) WriteConsoleW;
 };
 
 ConsoleApi& Console();

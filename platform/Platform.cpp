@@ -1,4 +1,5 @@
-// Binds every platform table to the system functions.
+// Binds every platform table to the system functions (TDH's, which are loaded at run
+// time, in SystemTdh.cpp).
 
 #include "CodePageApi.h"
 #include "ConsoleApi.h"
@@ -8,8 +9,6 @@
 #include "RegistryApi.h"
 #include "RpcApi.h"
 #include "TdhApi.h"
-
-extern "C" ULONG WINAPI TdhLoadManifest(PWSTR manifest);
 
 namespace Platform {
 
@@ -37,12 +36,6 @@ EtwApi& Etw()
     return LiveTable(SystemEtw());
 }
 
-const TdhApi& SystemTdh()
-{
-    static const TdhApi system{::TdhLoadManifest, ::TdhGetEventInformation, ::TdhGetPropertySize, ::TdhGetProperty};
-    return system;
-}
-
 TdhApi& Tdh()
 {
     return LiveTable(SystemTdh());
@@ -50,8 +43,9 @@ TdhApi& Tdh()
 
 const ConsoleApi& SystemConsole()
 {
-    static const ConsoleApi system{::GetStdHandle, ::GetConsoleScreenBufferInfo, ::SetConsoleTextAttribute,
-                                   ::SetConsoleTitleW, ::SetConsoleCtrlHandler};
+    static const ConsoleApi system{::GetStdHandle,     ::GetConsoleScreenBufferInfo, ::SetConsoleTextAttribute,
+                                   ::SetConsoleTitleW, ::SetConsoleCtrlHandler,      ::GetConsoleMode,
+                                   ::WriteConsoleW};
     return system;
 }
 

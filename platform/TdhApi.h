@@ -1,6 +1,8 @@
 #pragma once
 
-// Trace Data Helper entry points, behind the same kind of table as ETW itself.
+// Trace Data Helper entry points, behind the same kind of table as ETW itself. The
+// system's functions are bound from System32 on first use (SystemTdh.cpp), never by an
+// import that could be satisfied by a tdh.dll next to the program.
 
 #include <windows.h>
 

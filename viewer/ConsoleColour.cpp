@@ -24,7 +24,11 @@ ConsoleColour::~ConsoleColour()
 
 void ConsoleColour::Set(WORD attribute)
 {
-    std::wcout.flush();
+    // Without a console the colour changes nothing, and a flush here would only split
+    // the line into more writes.
+    if (hasSaved) {
+        std::wcout.flush();
+    }
     Platform::Console().SetConsoleTextAttribute(output, attribute);
 }
 

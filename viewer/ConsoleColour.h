@@ -28,8 +28,8 @@ public:
     ConsoleColour& operator=(const ConsoleColour&) = delete;
     ~ConsoleColour();
 
-    // Flushes std::wcout first, so that text already written keeps the colour it was
-    // written in, then sets the attribute for whatever follows.
+    // On a console, flushes std::wcout first, so that text already written keeps the
+    // colour it was written in; then sets the attribute for whatever follows.
     void Set(WORD attribute);
 
 private:

@@ -6,6 +6,7 @@
 #include "viewer/ConsoleColour.h"
 #include "viewer/EventHeaderText.h"
 #include "viewer/EventInformation.h"
+#include "viewer/LogText.h"
 #include "viewer/Minidump.h"
 #include "viewer/PropertyReader.h"
 #include "viewer/Symbols.h"
@@ -14,6 +15,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 
 namespace Viewer {
@@ -114,7 +116,7 @@ WORD HeaderColour(Provider provider, UCHAR level)
     }
 }
 
-std::wstring SourceName(Provider provider, const EVENT_RECORD& record)
+std::wstring_view SourceName(Provider provider, const EVENT_RECORD& record)
 {
     switch (provider) {
     case Provider::Winlogon:
@@ -132,10 +134,24 @@ void WriteHeader(Provider provider, const EVENT_RECORD& record, const TRACE_EVEN
     std::wcout << L' ';
     WriteSource(record, SourceName(provider, record));
     std::wcout << L' ';
-    if (information.LevelNameOffset != 0) {
-        std::wcout << reinterpret_cast<const wchar_t*>(reinterpret_cast<const uint8_t*>(&information) +
-                                                       information.LevelNameOffset)
-                   << L' ';
+    // TDH's answer is read only inside the buffer it filled, and printed like any other
+    // text a log brings.
+    const std::optional<std::wstring_view> levelName =
+        EventInformationString(information, EventInformationBufferSize(), information.LevelNameOffset);
+    if (levelName) {
+        WriteLogField(*levelName);
+        std::wcout << L' ';
+    }
+}
+
+// A one-line text property (a name), escaped; nothing when it cannot be read.
+void WriteTextField(const EVENT_RECORD& record, const wchar_t* name)
+{
+    // Reused from event to event, so that writing a name allocates nothing once the
+    // buffer has grown.
+    static std::wstring text;
+    if (ReadTextProperty(record, name, text) == ERROR_SUCCESS) {
+        WriteLogField(text);
     }
 }
 
@@ -177,15 +193,17 @@ void WriteWinlogonBody(const EVENT_RECORD& record)
 {
     uint32_t notification = 0;
     ReadUInt32Property(record, L"Event", notification);
-    std::wstring subscriber;
-    ReadTextProperty(record, L"SubscriberName", subscriber);
-    const auto& names = WinlogonNotificationNames();
-    const auto name = names.find(notification);
-    const std::wstring notificationName =
-        name != names.end() ? name->second : L"Event " + std::to_wstring(notification);
     std::wcout << (record.EventHeader.EventDescriptor.Id == WinlogonStartedId ? L"Winlogon started subscriber "
-                                                                              : L"Winlogon finished subscriber ")
-               << subscriber << L" processing " << notificationName << std::endl;
+                                                                              : L"Winlogon finished subscriber ");
+    WriteTextField(record, L"SubscriberName");
+    std::wcout << L" processing ";
+    const auto& names = WinlogonNotificationNames();
+    if (const auto name = names.find(notification); name != names.end()) {
+        std::wcout << name->second;
+    } else {
+        std::wcout << L"Event " << std::dec << notification;
+    }
+    std::wcout << std::endl;
 }
 
 uint32_t ReadNumber(const EVENT_RECORD& record, const wchar_t* name)
@@ -195,26 +213,21 @@ uint32_t ReadNumber(const EVENT_RECORD& record, const wchar_t* name)
     return value;
 }
 
-std::wstring ReadText(const EVENT_RECORD& record, const wchar_t* name)
-{
-    std::wstring text;
-    ReadTextProperty(record, name, text);
-    return text;
-}
-
 void WriteKernelProcessBody(const EVENT_RECORD& record)
 {
     const uint32_t processId = ReadNumber(record, L"ProcessID");
     const USHORT id = record.EventHeader.EventDescriptor.Id;
     switch (id) {
     case 1:
-        std::wcout << L"Process started " << ReadText(record, L"ImageName") << L" with pid " << processId
-                   << L" by parent " << ReadNumber(record, L"ParentProcessID") << L" in session "
-                   << ReadNumber(record, L"SessionID");
+        std::wcout << L"Process started ";
+        WriteTextField(record, L"ImageName");
+        std::wcout << L" with pid " << processId << L" by parent " << ReadNumber(record, L"ParentProcessID")
+                   << L" in session " << ReadNumber(record, L"SessionID");
         break;
     case 2:
-        std::wcout << L"Process stopped " << ReadText(record, L"ImageName") << L" with pid " << processId
-                   << L" exit code " << ReadNumber(record, L"ExitCode");
+        std::wcout << L"Process stopped ";
+        WriteTextField(record, L"ImageName");
+        std::wcout << L" with pid " << processId << L" exit code " << ReadNumber(record, L"ExitCode");
         break;
     case 3:
     case 4:
@@ -223,8 +236,9 @@ void WriteKernelProcessBody(const EVENT_RECORD& record)
         break;
     case 5:
     case 6:
-        std::wcout << (id == 5 ? L"Image loaded " : L"Image unloaded ") << ReadText(record, L"ImageName") << L" in pid "
-                   << processId;
+        std::wcout << (id == 5 ? L"Image loaded " : L"Image unloaded ");
+        WriteTextField(record, L"ImageName");
+        std::wcout << L" in pid " << processId;
         break;
     default:
         break;

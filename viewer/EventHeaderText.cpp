@@ -1,5 +1,6 @@
 #include "viewer/EventHeaderText.h"
 
+#include "viewer/LogText.h"
 #include "viewer/PropertyReader.h"
 
 #include <cstring>
@@ -45,7 +46,8 @@ void WriteTimestamp(const EVENT_RECORD& record)
 
 void WriteSource(const EVENT_RECORD& record, std::wstring_view name)
 {
-    std::wcout << name << L'(';
+    WriteLogField(name);
+    std::wcout << L'(';
     ULONG sessionId = 0;
     if (FindSessionId(record, sessionId)) {
         std::wcout << sessionId << L':';
@@ -53,11 +55,12 @@ void WriteSource(const EVENT_RECORD& record, std::wstring_view name)
     std::wcout << record.EventHeader.ProcessId << L':' << record.EventHeader.ThreadId << L')';
 }
 
-std::wstring ProductSourceName(const EVENT_RECORD& record)
+std::wstring_view ProductSourceName(const EVENT_RECORD& record)
 {
-    std::wstring name;
+    // Reused from event to event, so that the header allocates nothing once it has grown.
+    static std::wstring name;
     if (ReadTextProperty(record, L"ProcessName", name) != ERROR_SUCCESS) {
-        name = L"???";
+        return L"???";
     }
     return name;
 }

@@ -17,10 +17,12 @@ namespace Viewer {
 void WriteTimestamp(const EVENT_RECORD& record);
 
 // "name(session:pid:tid)" on std::wcout; the session part (from the last terminal-session
-// extended item) only when the record carries one.
+// extended item) only when the record carries one. The name comes from the log and is
+// written escaped (viewer/LogText.h).
 void WriteSource(const EVENT_RECORD& record, std::wstring_view name);
 
-// The product's source name: the record's "ProcessName", or "???" when it has none.
-std::wstring ProductSourceName(const EVENT_RECORD& record);
+// The product's source name: the record's "ProcessName", or "???" when it has none. The
+// view is valid until the next call.
+std::wstring_view ProductSourceName(const EVENT_RECORD& record);
 
 } // namespace Viewer

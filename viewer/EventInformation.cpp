@@ -4,6 +4,9 @@
 #include "viewer/TdhBuffer.h"
 #include "viewer/ViewerReset.h"
 
+#include <algorithm>
+#include <cstddef>
+
 namespace Viewer {
 
 namespace {
@@ -39,6 +42,23 @@ ULONG EventInformationBufferSize()
 void Reset::ShrinkEventInformation()
 {
     SharedBuffer().Reset(initialBufferSize);
+}
+
+std::optional<std::wstring_view> EventInformationString(const TRACE_EVENT_INFO& information, ULONG size, ULONG offset)
+{
+    // The strings follow the fixed part and the property array; an offset that points
+    // into the fixed part names no string.
+    constexpr ULONG fixedPart = offsetof(TRACE_EVENT_INFO, EventPropertyInfoArray);
+    if (offset < fixedPart || offset >= size || offset % sizeof(wchar_t) != 0) {
+        return std::nullopt;
+    }
+    const auto* start = reinterpret_cast<const wchar_t*>(reinterpret_cast<const uint8_t*>(&information) + offset);
+    const size_t room = (size - offset) / sizeof(wchar_t);
+    const wchar_t* terminator = std::find(start, start + room, L'\0');
+    if (terminator == start + room) {
+        return std::nullopt;
+    }
+    return std::wstring_view(start, static_cast<size_t>(terminator - start));
 }
 
 } // namespace Viewer

@@ -10,6 +10,8 @@
 #include <tdh.h>
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 namespace Viewer {
 
@@ -20,5 +22,13 @@ const TRACE_EVENT_INFO* GetEventInformation(const EVENT_RECORD& record, ULONG& e
 
 // The current size of the shared buffer in bytes.
 ULONG EventInformationBufferSize();
+
+// The string that an offset of the TRACE_EVENT_INFO names (LevelNameOffset and the
+// other name offsets), read only inside the size bytes that hold the structure. TDH
+// answers offsets in bytes from the start of the structure, 0 for a name the event does
+// not have; that, an odd offset, one inside the fixed part of the structure or past its
+// end, or a string with no terminator before the end gives nullopt. Whatever TDH
+// answers, nothing outside the buffer is read.
+std::optional<std::wstring_view> EventInformationString(const TRACE_EVENT_INFO& information, ULONG size, ULONG offset);
 
 } // namespace Viewer

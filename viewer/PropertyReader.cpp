@@ -22,32 +22,40 @@ PROPERTY_DATA_DESCRIPTOR Describe(const wchar_t* name)
     return descriptor;
 }
 
-std::wstring Utf16Text(const std::vector<uint8_t>& bytes)
+// The bytes of the property being read, kept from read to read: an event reads several
+// properties, and a buffer that only grows stops allocating once it has met the largest.
+// Used only on the thread that runs ProcessTrace, as the event-information buffer is.
+std::vector<uint8_t>& PropertyScratch()
+{
+    static std::vector<uint8_t> bytes;
+    return bytes;
+}
+
+// The text converters write into the caller's string, whose capacity is kept too.
+void Utf16Text(const std::vector<uint8_t>& bytes, std::wstring& text)
 {
     // The size includes the terminator; an odd or empty size leaves out the stray byte.
     const size_t count = bytes.empty() ? 0 : (bytes.size() - 1) / 2;
-    std::wstring text(count, L'\0');
+    text.resize(count);
     std::memcpy(text.data(), bytes.data(), count * sizeof(wchar_t));
-    return text;
 }
 
-std::wstring Utf8Text(const std::vector<uint8_t>& bytes)
+void Utf8Text(const std::vector<uint8_t>& bytes, std::wstring& text)
 {
-    if (bytes.empty()) {
-        return {};
+    text.clear();
+    if (bytes.empty() || bytes.size() > INT_MAX) {
+        return;
     }
-    const char* data = reinterpret_cast<const char*>(bytes.data());
-    const int byteCount = static_cast<int>(bytes.size());
-    const int length = ::MultiByteToWideChar(CP_UTF8, 0, data, byteCount, nullptr, 0);
-    if (length <= 0) {
-        return {};
-    }
-    std::wstring text(static_cast<size_t>(length), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, data, byteCount, text.data(), length);
-    if (text.back() == L'\0') {
+    // UTF-8 never takes fewer bytes than UTF-16 takes units, so the byte count is room
+    // enough and no sizing call is needed.
+    text.resize(bytes.size());
+    const int length =
+        ::MultiByteToWideChar(CP_UTF8, 0, reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()),
+                              text.data(), static_cast<int>(text.size()));
+    text.resize(length > 0 ? static_cast<size_t>(length) : 0);
+    if (!text.empty() && text.back() == L'\0') {
         text.pop_back();
     }
-    return text;
 }
 
 ULONG QuerySize(EVENT_RECORD* event, PROPERTY_DATA_DESCRIPTOR& descriptor, ULONG& size)
@@ -74,7 +82,8 @@ template <typename Number> ULONG ReadNumberProperty(const EVENT_RECORD& record, 
     return status;
 }
 
-std::wstring Trim(std::wstring text)
+// In place, so that the string keeps its capacity.
+void Trim(std::wstring& text)
 {
     while (!text.empty() && std::iswspace(text.back())) {
         text.pop_back();
@@ -83,47 +92,58 @@ std::wstring Trim(std::wstring text)
     while (start < text.size() && (text[start] == L'\0' || std::iswspace(text[start]))) {
         ++start;
     }
-    return text.substr(start);
+    text.erase(0, start);
+}
+
+// The property's bytes into the buffer: its size first, then the bytes, zero-filled
+// beforehand. On failure the buffer's contents are undefined.
+ULONG ReadInto(const EVENT_RECORD& record, const wchar_t* name, std::vector<uint8_t>& bytes)
+{
+    EVENT_RECORD* event = const_cast<EVENT_RECORD*>(&record);
+    PROPERTY_DATA_DESCRIPTOR descriptor = Describe(name);
+    ULONG size = 0;
+    const ULONG status = QuerySize(event, descriptor, size);
+    if (status != ERROR_SUCCESS) {
+        return status;
+    }
+    bytes.assign(size, 0);
+    return Platform::Tdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, bytes.data());
 }
 
 } // namespace
 
 ULONG ReadPropertyBytes(const EVENT_RECORD& record, const wchar_t* name, std::vector<uint8_t>& bytes)
 {
-    EVENT_RECORD* event = const_cast<EVENT_RECORD*>(&record);
-    PROPERTY_DATA_DESCRIPTOR descriptor = Describe(name);
-    ULONG size = 0;
-    ULONG status = QuerySize(event, descriptor, size);
-    if (status != ERROR_SUCCESS) {
-        return status;
-    }
-    std::vector<uint8_t> buffer(size, 0);
-    status = Platform::Tdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, buffer.data());
+    std::vector<uint8_t>& scratch = PropertyScratch();
+    const ULONG status = ReadInto(record, name, scratch);
     if (status == ERROR_SUCCESS) {
-        bytes = std::move(buffer);
+        bytes.assign(scratch.begin(), scratch.end());
     }
     return status;
 }
 
 ULONG ReadTextProperty(const EVENT_RECORD& record, const wchar_t* name, std::wstring& text)
 {
-    std::vector<uint8_t> bytes;
-    const ULONG status = ReadPropertyBytes(record, name, bytes);
+    std::vector<uint8_t>& bytes = PropertyScratch();
+    const ULONG status = ReadInto(record, name, bytes);
     if (status == ERROR_SUCCESS) {
-        text = Trim(record.EventHeader.EventDescriptor.Version == 2 ? Utf8Text(bytes) : Utf16Text(bytes));
+        if (record.EventHeader.EventDescriptor.Version == 2) {
+            Utf8Text(bytes, text);
+        } else {
+            Utf16Text(bytes, text);
+        }
+        Trim(text);
     }
     return status;
 }
 
 ULONG ReadAnsiProperty(const EVENT_RECORD& record, const wchar_t* name, std::string& text)
 {
-    std::vector<uint8_t> bytes;
-    const ULONG status = ReadPropertyBytes(record, name, bytes);
+    std::vector<uint8_t>& bytes = PropertyScratch();
+    const ULONG status = ReadInto(record, name, bytes);
     if (status == ERROR_SUCCESS) {
-        if (!bytes.empty() && bytes.back() == 0) {
-            bytes.pop_back();
-        }
-        text.assign(bytes.begin(), bytes.end());
+        const size_t length = !bytes.empty() && bytes.back() == 0 ? bytes.size() - 1 : bytes.size();
+        text.assign(reinterpret_cast<const char*>(bytes.data()), length);
     }
     return status;
 }
@@ -140,9 +160,10 @@ ULONG ReadUInt16Property(const EVENT_RECORD& record, const wchar_t* name, uint16
 
 void PrintTextProperty(const EVENT_RECORD& record, const wchar_t* name)
 {
-    std::wstring text;
+    // Reused like the bytes: printing a property allocates nothing once it has grown.
+    static std::wstring text;
     if (ReadTextProperty(record, name, text) == ERROR_SUCCESS) {
-        std::wcout << Base::EscapeNonPrintable(text, true);
+        Base::WriteEscapedNonPrintable(std::wcout, text, true);
     }
 }
 

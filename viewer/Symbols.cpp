@@ -2,10 +2,12 @@
 
 #include "base/Base64.h"
 #include "base/TextConversion.h"
+#include "base/TextUtilities.h"
 #include "trace/DebugTrace.h"
 #include "viewer/ConsoleColour.h"
 #include "viewer/DbgHelpBindings.h"
 #include "viewer/EventHeaderText.h"
+#include "viewer/LogText.h"
 #include "viewer/PropertyReader.h"
 #include "viewer/ViewerReset.h"
 
@@ -84,9 +86,10 @@ void PrintImageLine(const EVENT_RECORD& record, const std::string& fileName, con
     WriteSource(record, ProductSourceName(record));
     std::wcout << L" Image ";
     colour.Set(DarkGreyText);
-    std::wcout << Base::AnsiToWide(fileName);
+    WriteLogField(fileName);
     if (!version.empty()) {
-        std::wcout << L' ' << Base::AnsiToWide(version);
+        std::wcout << L' ';
+        WriteLogField(version);
     }
     std::wcout << MachineSuffix(machine) << std::endl;
 }
@@ -237,9 +240,24 @@ void PrintSourceLine(HANDLE process, uint64_t address)
     DWORD displacement = 0;
     if (dbghelp.SymGetLineFromAddr64(process, address, &displacement, &line) && line.FileName != nullptr &&
         line.FileName[0] != '\0') {
-        std::wcout << L" in " << Base::AnsiToWide(::PathFindFileNameA(line.FileName)) << L" line " << std::dec
-                   << line.LineNumber;
+        std::wcout << L" in ";
+        WriteLogField(::PathFindFileNameA(line.FileName));
+        std::wcout << L" line " << std::dec << line.LineNumber;
     }
+}
+
+// The symbol handler's diagnostics name the modules of the log, so they are escaped
+// like the log's own text, keeping their line feeds. The escaped text is ASCII and goes
+// to the narrow stream unchanged.
+void WriteSymbolHandlerText(const char* text)
+{
+    const std::wstring escaped = Base::EscapeNonPrintable(Base::AnsiToWide(text), true);
+    std::string narrow;
+    narrow.reserve(escaped.size());
+    for (const wchar_t c : escaped) {
+        narrow.push_back(static_cast<char>(c));
+    }
+    std::cout << narrow;
 }
 
 } // namespace
@@ -278,7 +296,8 @@ bool PrintStackFrame(const EVENT_RECORD& record, uint64_t address, bool print)
         // The name area is one character longer than MaxNameLen, so it is always terminated.
         const std::string name(symbol.info.Name, ::strnlen(symbol.info.Name, sizeof(symbol.name)));
         if (print) {
-            std::wcout << L"   " << Base::AnsiToWide(name);
+            std::wcout << L"   ";
+            WriteLogField(name);
             PrintSourceLine(process, address);
             std::wcout << std::endl;
         }
@@ -326,14 +345,14 @@ BOOL CALLBACK SymbolCallback(HANDLE, ULONG action, ULONG64 data, ULONG64)
     if (action == CBA_EVENT) {
         const auto* event = reinterpret_cast<const IMAGEHLP_CBA_EVENT*>(data);
         if (event != nullptr && event->desc != nullptr) {
-            std::cout << event->desc;
+            WriteSymbolHandlerText(event->desc);
         }
         return TRUE;
     }
     if (action == CBA_DEBUG_INFO) {
         const auto* text = reinterpret_cast<const char*>(data);
         if (text != nullptr) {
-            std::cout << text;
+            WriteSymbolHandlerText(text);
         }
         return TRUE;
     }

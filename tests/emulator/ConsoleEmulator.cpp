@@ -21,6 +21,8 @@ ConsoleEmulator::ConsoleEmulator(WORD initialAttribute)
     console->SetConsoleTextAttribute = SetTextAttributeThunk;
     console->SetConsoleTitleW = SetTitleThunk;
     console->SetConsoleCtrlHandler = SetCtrlHandlerThunk;
+    console->GetConsoleMode = GetConsoleModeThunk;
+    console->WriteConsoleW = WriteConsoleThunk;
 }
 
 ConsoleEmulator::~ConsoleEmulator() = default;
@@ -72,7 +74,31 @@ BOOL WINAPI ConsoleEmulator::SetTextAttributeThunk(HANDLE output, WORD attribute
         return FALSE;
     }
     active->current = attribute;
-    active->changes.push_back(AttributeChange{attribute, static_cast<long long>(std::wcout.tellp())});
+    const long long streamPosition = static_cast<long long>(std::wcout.tellp());
+    const long long position =
+        streamPosition >= 0 ? streamPosition : static_cast<long long>(active->consoleText.size());
+    active->changes.push_back(AttributeChange{attribute, position});
+    return TRUE;
+}
+
+BOOL WINAPI ConsoleEmulator::GetConsoleModeThunk(HANDLE console, LPDWORD mode)
+{
+    if (console != emulatedOutput) {
+        return active->console.Saved().GetConsoleMode(console, mode);
+    }
+    *mode = ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT;
+    return TRUE;
+}
+
+BOOL WINAPI ConsoleEmulator::WriteConsoleThunk(HANDLE output, const VOID* text, DWORD count, LPDWORD written,
+                                               LPVOID reserved)
+{
+    if (output != emulatedOutput) {
+        return active->console.Saved().WriteConsoleW(output, text, count, written, reserved);
+    }
+    ++active->consoleWrites;
+    active->consoleText.append(static_cast<const wchar_t*>(text), count);
+    *written = count;
     return TRUE;
 }
 

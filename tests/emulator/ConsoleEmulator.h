@@ -7,10 +7,14 @@
 // answers a handle of the emulator's (other handles are the system's);
 // GetConsoleScreenBufferInfo on it answers the current attribute (the initial one until
 // the first change), and SetConsoleTextAttribute on it records the attribute together
-// with the position in std::wcout's text at which it took effect (std::wcout.tellp(),
-// so std::wcout must write into something seekable, as Testing::OutputCapture's buffer
-// is). Any other handle fails with ERROR_INVALID_HANDLE. Titles and control-handler
-// registrations are recorded and succeed.
+// with the position in std::wcout's text at which it took effect: std::wcout.tellp()
+// when std::wcout writes into something seekable (Testing::OutputCapture's buffer), and
+// otherwise the length of the text written to the emulated console so far, which is
+// where the change shows on a real console. GetConsoleMode on the handle succeeds (it is
+// a console), and WriteConsoleW on it appends to ConsoleText(). Any other handle fails
+// with ERROR_INVALID_HANDLE, except that GetConsoleMode and WriteConsoleW pass other
+// handles on to the system. Titles and control-handler registrations are recorded and
+// succeed.
 //
 // One emulator at a time per process; destruction restores the table.
 
@@ -46,6 +50,10 @@ public:
     // each change took effect, so that a test can assert text and colours at once.
     std::wstring Annotate(const std::wstring& text) const;
 
+    // Everything WriteConsoleW wrote to the emulated output, and the number of calls.
+    const std::wstring& ConsoleText() const noexcept { return consoleText; }
+    size_t ConsoleWrites() const noexcept { return consoleWrites; }
+
     // Makes GetConsoleScreenBufferInfo fail, as it does when output is not a console.
     void FailScreenBufferInfo(bool fail) noexcept { failScreenBufferInfo = fail; }
     size_t ScreenBufferQueries() const noexcept { return screenBufferQueries; }
@@ -65,11 +73,16 @@ private:
     static BOOL WINAPI SetTextAttributeThunk(HANDLE output, WORD attribute);
     static BOOL WINAPI SetTitleThunk(LPCWSTR title);
     static BOOL WINAPI SetCtrlHandlerThunk(PHANDLER_ROUTINE handler, BOOL add);
+    static BOOL WINAPI GetConsoleModeThunk(HANDLE console, LPDWORD mode);
+    static BOOL WINAPI WriteConsoleThunk(HANDLE output, const VOID* text, DWORD count, LPDWORD written,
+                                         LPVOID reserved);
 
     WORD current;
     std::vector<AttributeChange> changes;
     std::vector<HandlerRegistration> handlers;
     std::vector<std::wstring> titles;
+    std::wstring consoleText;
+    size_t consoleWrites = 0;
     bool failScreenBufferInfo = false;
     size_t screenBufferQueries = 0;
 

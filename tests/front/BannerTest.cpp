@@ -4,9 +4,20 @@
 
 #include <gtest/gtest.h>
 
-TEST(Banner, VersionIsTheFileVersionOfTheRunningExecutable)
+#include <windows.h>
+
+// This test executable carries no VERSIONINFO: the banner must not depend on one.
+TEST(Banner, ThisExecutableHasNoVersionInformation)
 {
-    EXPECT_EQ(KSDIAG_VERSION_TEXT, Front::FileVersionText());
+    wchar_t path[MAX_PATH] = {};
+    ASSERT_NE(0u, ::GetModuleFileNameW(nullptr, path, MAX_PATH));
+    DWORD ignored = 0;
+    EXPECT_EQ(0u, ::GetFileVersionInfoSizeW(path, &ignored));
+}
+
+TEST(Banner, VersionIsTheProjectVersion)
+{
+    EXPECT_STREQ(KSDIAG_VERSION_TEXT, Front::FileVersionText);
 }
 
 TEST(Banner, ProductLineThenEmptyLine)

@@ -1,13 +1,13 @@
-# Checks the built ksdiag.exe with objdump -p: it imports from Windows system DLLs only
-# (no MinGW runtime DLL has to travel with it) and it carries the application manifest
-# and the version information.
+# Checks the built ksdiag.exe with objdump -p: it imports KnownDLLs only (so no DLL
+# planted next to it is loaded by the loader, and no MinGW runtime DLL has to travel
+# with it) and it carries the application manifest and the version information.
 #
 #   cmake -DOBJDUMP=<objdump> -DIMAGE=<ksdiag.exe> -P CheckKsdiagImage.cmake
 
 cmake_minimum_required(VERSION 3.25)
 
 include(${CMAKE_CURRENT_LIST_DIR}/../cmake/SystemImports.cmake)
-ksdiag_check_system_imports(${OBJDUMP} ${IMAGE})
+ksdiag_check_known_dll_imports(${OBJDUMP} ${IMAGE})
 set(dump "${KSDIAG_IMAGE_DUMP}")
 
 # Resource 1 of type 16 (the version information) and resource 1 of type 24 (the

@@ -16,6 +16,7 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -181,17 +182,40 @@ TEST_F(KsdiagExe, CarriesTheAdministratorManifest)
     EXPECT_NE(std::string::npos, manifest.find("<requestedExecutionLevel level=\"requireAdministrator\""));
 }
 
-TEST_F(KsdiagExe, CarriesTheProductFileVersion)
+// The fixed file information of ksdiag.exe's VERSIONINFO; fails the test when missing.
+VS_FIXEDFILEINFO KsdiagFixedFileInfo()
 {
     const std::wstring path = Testing::SiblingExecutable(L"ksdiag.exe").wstring();
     DWORD ignored = 0;
     std::vector<unsigned char> resource(::GetFileVersionInfoSizeW(path.c_str(), &ignored));
-    ASSERT_FALSE(resource.empty());
-    ASSERT_TRUE(::GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(resource.size()), resource.data()));
+    VS_FIXEDFILEINFO fixed{};
     void* value = nullptr;
     UINT length = 0;
-    ASSERT_TRUE(::VerQueryValueW(resource.data(), L"\\", &value, &length));
-    const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(value);
-    EXPECT_EQ(static_cast<DWORD>(KSDIAG_VERSION_MAJOR << 16 | KSDIAG_VERSION_MINOR), fixed->dwFileVersionMS);
-    EXPECT_EQ(static_cast<DWORD>(KSDIAG_VERSION_PATCH << 16 | KSDIAG_VERSION_TWEAK), fixed->dwFileVersionLS);
+    if (resource.empty() ||
+        !::GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(resource.size()), resource.data()) ||
+        !::VerQueryValueW(resource.data(), L"\\", &value, &length) || length < sizeof(fixed)) {
+        ADD_FAILURE() << "ksdiag.exe carries no fixed file information";
+        return fixed;
+    }
+    std::memcpy(&fixed, value, sizeof(fixed));
+    return fixed;
+}
+
+TEST_F(KsdiagExe, CarriesTheProductFileVersion)
+{
+    const VS_FIXEDFILEINFO fixed = KsdiagFixedFileInfo();
+    EXPECT_EQ(static_cast<DWORD>(KSDIAG_VERSION_MAJOR << 16 | KSDIAG_VERSION_MINOR), fixed.dwFileVersionMS);
+    EXPECT_EQ(static_cast<DWORD>(KSDIAG_VERSION_PATCH << 16 | KSDIAG_VERSION_TWEAK), fixed.dwFileVersionLS);
+}
+
+// The banner's build-time constant and the file's VERSIONINFO come from one CMake
+// number; the banner ksdiag.exe prints names the version its own file carries.
+TEST_F(KsdiagExe, BannerNamesTheVersionTheFileCarries)
+{
+    const VS_FIXEDFILEINFO fixed = KsdiagFixedFileInfo();
+    const std::string fileVersion =
+        std::to_string(HIWORD(fixed.dwFileVersionMS)) + "." + std::to_string(LOWORD(fixed.dwFileVersionMS)) + "." +
+        std::to_string(HIWORD(fixed.dwFileVersionLS)) + "." + std::to_string(LOWORD(fixed.dwFileVersionLS));
+    const Testing::ChildResult result = RunKsdiag({});
+    EXPECT_EQ("Kestrova Diagnostics Utility, Version " + fileVersion + "\r\n\r\n", result.out);
 }

@@ -632,4 +632,17 @@ TEST(SymbolCallback, WritesEventAndDebugTextsAndDeclinesTheRest)
     EXPECT_EQ("search path\ndebug\n", capture.Out());
 }
 
+// The texts name the modules of the log, so they are escaped as the log's text is, line
+// feeds kept.
+TEST(SymbolCallback, EscapesControlCharacters)
+{
+    Testing::OutputCapture capture;
+    char text[] = "loading C:\\m\x1B[2J.dll\r\n";
+    IMAGEHLP_CBA_EVENT event{};
+    event.desc = text;
+    Viewer::SymbolCallback(nullptr, CBA_EVENT, reinterpret_cast<ULONG64>(&event), 0);
+    Viewer::SymbolCallback(nullptr, CBA_DEBUG_INFO, reinterpret_cast<ULONG64>("\x07x\n"), 0);
+    EXPECT_EQ("loading C:\\m\\u001B[2J.dll\\u000D\n\\u0007x\n", capture.Out());
+}
+
 } // namespace
