@@ -72,7 +72,8 @@ std::string ReadFile(const std::filesystem::path& path)
 // Standard output moved to files of the test's own, and put back afterwards.
 class RedirectedOutput : public testing::Test {
 protected:
-    RedirectedOutput() : saved(::GetStdHandle(STD_OUTPUT_HANDLE)) {}
+    // The write counter is the test's own, whatever ran before it in this process.
+    RedirectedOutput() : saved(::GetStdHandle(STD_OUTPUT_HANDLE)) { fileWrites = 0; }
     ~RedirectedOutput() override { ::SetStdHandle(STD_OUTPUT_HANDLE, saved); }
 
     Base::UniqueKernelHandle Redirect(const std::filesystem::path& path)
