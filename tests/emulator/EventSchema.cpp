@@ -263,17 +263,17 @@ std::map<std::string, std::wstring> Strings(const XmlElement& root)
     return strings;
 }
 
-EventSchema SystemEvent(const GUID& provider, const wchar_t* providerName, USHORT id, UCHAR level,
+EventSchema SystemEvent(const GUID& provider, const wchar_t* providerName, USHORT id, UCHAR version,
                         std::vector<PropertySchema> properties)
 {
     EventSchema schema;
     schema.provider = provider;
     schema.providerName = providerName;
     schema.descriptor.Id = id;
-    schema.descriptor.Level = level;
-    schema.levelName = Lookup(StandardLevels(), level == 4 ? "win:Informational" : "win:Verbose", "level").displayName;
+    schema.descriptor.Version = version;
+    schema.descriptor.Level = 4;
+    schema.levelName = Lookup(StandardLevels(), "win:Informational", "level").displayName;
     schema.properties = std::move(properties);
-    schema.anyVersion = true;
     return schema;
 }
 
@@ -319,45 +319,104 @@ std::vector<EventSchema> ParseManifest(std::string_view xml)
     return schemas;
 }
 
+// The layouts of the manifests Windows registers for these providers, as public dumps of
+// them show (repnz/etw-providers-docs, Manifests-Win7-7600/Microsoft-Windows-Winlogon.xml
+// and Microsoft-Windows-Kernel-Process.xml for the Windows 7 templates; OTRF/OSSEM,
+// data_dictionaries/windows/etw-providers/Microsoft-Windows-Kernel-Process for the later
+// versions), one schema per version: TDH describes a version it does not know as nothing.
 std::vector<EventSchema> SystemProviderSchemas()
 {
     const GUID winlogon = ParseGuid("{DBE9B383-7CF3-4331-91CC-A3CB16A3B538}");
     const GUID kernelProcess = ParseGuid("{22FB2CD6-0E7B-422B-A0C7-2FAD1FD0E716}");
     const wchar_t winlogonName[] = L"Microsoft-Windows-Winlogon";
     const wchar_t kernelName[] = L"Microsoft-Windows-Kernel-Process";
-    const std::vector<PropertySchema> subscriber{{L"SubscriberName", InUnicodeString, OutString},
-                                                 {L"Event", InUInt32, OutUnsignedInt}};
+    const std::vector<PropertySchema> subscriber{{L"Event", InUInt32, OutUnsignedInt},
+                                                 {L"SubscriberName", InUnicodeString, OutString}};
+
+    const PropertySchema processId{L"ProcessID", InUInt32, OutUnsignedInt};
+    const PropertySchema createTime{L"CreateTime", InFileTime, OutNone};
+    const PropertySchema parentProcessId{L"ParentProcessID", InUInt32, OutUnsignedInt};
+    const PropertySchema sessionId{L"SessionID", InUInt32, OutUnsignedInt};
+    const PropertySchema flags{L"Flags", InUInt32, OutUnsignedInt};
+    const PropertySchema imageName{L"ImageName", InUnicodeString, OutString};
+    const PropertySchema imageChecksum{L"ImageChecksum", InUInt32, OutUnsignedInt};
+    const PropertySchema timeDateStamp{L"TimeDateStamp", InUInt32, OutUnsignedInt};
+    const PropertySchema packageFullName{L"PackageFullName", InUnicodeString, OutString};
+    const PropertySchema packageRelativeAppId{L"PackageRelativeAppId", InUnicodeString, OutString};
+    const PropertySchema sequenceNumber{L"ProcessSequenceNumber", InUInt64, OutNone};
+    auto number = [](const wchar_t* name) { return PropertySchema{name, InUInt32, OutUnsignedInt}; };
+    auto wide = [](const wchar_t* name) { return PropertySchema{name, InUInt64, OutNone}; };
+    auto pointer = [](const wchar_t* name) { return PropertySchema{name, InPointer, OutHexInt64}; };
+
+    const std::vector<PropertySchema> start0{processId, createTime, parentProcessId, sessionId, imageName};
+    const std::vector<PropertySchema> start1{processId, createTime, parentProcessId, sessionId, flags, imageName};
+    std::vector<PropertySchema> start2 = start1;
+    start2.insert(start2.end(), {imageChecksum, timeDateStamp, packageFullName, packageRelativeAppId});
+    const std::vector<PropertySchema> start3{processId,
+                                             sequenceNumber,
+                                             createTime,
+                                             parentProcessId,
+                                             wide(L"ParentProcessSequenceNumber"),
+                                             sessionId,
+                                             flags,
+                                             number(L"ProcessTokenElevationType"),
+                                             number(L"ProcessTokenIsElevated"),
+                                             {L"MandatoryLabel", InSid, OutString},
+                                             imageName,
+                                             imageChecksum,
+                                             timeDateStamp,
+                                             packageFullName,
+                                             packageRelativeAppId};
+    std::vector<PropertySchema> stop0{processId,
+                                      createTime,
+                                      {L"ExitTime", InFileTime, OutNone},
+                                      number(L"ExitCode"),
+                                      number(L"TokenElevationType"),
+                                      number(L"HandleCount"),
+                                      wide(L"CommitCharge"),
+                                      wide(L"CommitPeak")};
+    std::vector<PropertySchema> stop1 = stop0;
+    stop1.insert(stop1.end(),
+                 {wide(L"CPUCycleCount"), number(L"ReadOperationCount"), number(L"WriteOperationCount"),
+                  number(L"ReadTransferKiloBytes"), number(L"WriteTransferKiloBytes"), number(L"HardFaultCount")});
+    std::vector<PropertySchema> stop2 = stop1;
+    stop2.insert(stop2.begin() + 1, sequenceNumber);
+    const PropertySchema ansiImageName{L"ImageName", InAnsiString, OutString};
+    for (std::vector<PropertySchema>* stop : {&stop0, &stop1, &stop2}) {
+        stop->push_back(ansiImageName);
+    }
+    const std::vector<PropertySchema> thread0{processId,
+                                              number(L"ThreadID"),
+                                              pointer(L"StackBase"),
+                                              pointer(L"StackLimit"),
+                                              pointer(L"UserStackBase"),
+                                              pointer(L"UserStackLimit"),
+                                              pointer(L"StartAddr"),
+                                              pointer(L"Win32StartAddr"),
+                                              pointer(L"TebBase")};
+    std::vector<PropertySchema> threadStart1 = thread0;
+    threadStart1.push_back(number(L"SubProcessTag"));
+    std::vector<PropertySchema> threadStop1 = threadStart1;
+    threadStop1.push_back(wide(L"CycleTime"));
     const std::vector<PropertySchema> image{
-        {L"ImageBase", InPointer, OutHexInt64},       {L"ImageSize", InPointer, OutHexInt64},
-        {L"ProcessID", InUInt32, OutUnsignedInt},     {L"ImageCheckSum", InUInt32, OutUnsignedInt},
-        {L"TimeDateStamp", InUInt32, OutUnsignedInt}, {L"DefaultBase", InPointer, OutHexInt64},
-        {L"ImageName", InUnicodeString, OutString},
-    };
-    const std::vector<PropertySchema> thread{
-        {L"ProcessID", InUInt32, OutUnsignedInt},
-        {L"ThreadID", InUInt32, OutUnsignedInt},
-        {L"StackBase", InPointer, OutHexInt64},
-        {L"StackLimit", InPointer, OutHexInt64},
-    };
+        pointer(L"ImageBase"), pointer(L"ImageSize"),   processId, number(L"ImageCheckSum"),
+        timeDateStamp,         pointer(L"DefaultBase"), imageName};
     return {
-        SystemEvent(winlogon, winlogonName, 811, 4, subscriber),
-        SystemEvent(winlogon, winlogonName, 812, 4, subscriber),
-        SystemEvent(kernelProcess, kernelName, 1, 4,
-                    {{L"ProcessID", InUInt32, OutUnsignedInt},
-                     {L"CreateTime", InFileTime, OutNone},
-                     {L"ParentProcessID", InUInt32, OutUnsignedInt},
-                     {L"SessionID", InUInt32, OutUnsignedInt},
-                     {L"ImageName", InUnicodeString, OutString}}),
-        SystemEvent(kernelProcess, kernelName, 2, 4,
-                    {{L"ProcessID", InUInt32, OutUnsignedInt},
-                     {L"CreateTime", InFileTime, OutNone},
-                     {L"ExitTime", InFileTime, OutNone},
-                     {L"ExitCode", InUInt32, OutUnsignedInt},
-                     {L"ImageName", InUnicodeString, OutString}}),
-        SystemEvent(kernelProcess, kernelName, 3, 4, thread),
-        SystemEvent(kernelProcess, kernelName, 4, 4, thread),
-        SystemEvent(kernelProcess, kernelName, 5, 4, image),
-        SystemEvent(kernelProcess, kernelName, 6, 4, image),
+        SystemEvent(winlogon, winlogonName, 811, 0, subscriber),
+        SystemEvent(winlogon, winlogonName, 812, 0, subscriber),
+        SystemEvent(kernelProcess, kernelName, 1, 0, start0),
+        SystemEvent(kernelProcess, kernelName, 1, 1, start1),
+        SystemEvent(kernelProcess, kernelName, 1, 2, start2),
+        SystemEvent(kernelProcess, kernelName, 1, 3, start3),
+        SystemEvent(kernelProcess, kernelName, 2, 0, stop0),
+        SystemEvent(kernelProcess, kernelName, 2, 1, stop1),
+        SystemEvent(kernelProcess, kernelName, 2, 2, stop2),
+        SystemEvent(kernelProcess, kernelName, 3, 0, thread0),
+        SystemEvent(kernelProcess, kernelName, 3, 1, threadStart1),
+        SystemEvent(kernelProcess, kernelName, 4, 0, thread0),
+        SystemEvent(kernelProcess, kernelName, 4, 1, threadStop1),
+        SystemEvent(kernelProcess, kernelName, 5, 0, image),
+        SystemEvent(kernelProcess, kernelName, 6, 0, image),
     };
 }
 

@@ -31,6 +31,7 @@ enum InType : USHORT {
     InGuid = 15,
     InPointer = 16,
     InFileTime = 17,
+    InSid = 19,
     InHexInt32 = 20,
     InHexInt64 = 21,
 };
@@ -60,16 +61,14 @@ struct EventSchema {
     std::wstring opcodeName;
     std::wstring message;
     std::vector<PropertySchema> properties;
-    // The built-in layouts answer for every version of their id.
-    bool anyVersion = false;
 };
 
 // Every event of every provider in the manifest (UTF-8 XML). Throws std::runtime_error
 // for XML it cannot read or names it cannot resolve.
 std::vector<EventSchema> ParseManifest(std::string_view xml);
 
-// Microsoft-Windows-Winlogon 811 and 812, Microsoft-Windows-Kernel-Process 1 to 6, as
-// the system's own manifests describe them to TDH.
+// Microsoft-Windows-Winlogon 811 and 812, Microsoft-Windows-Kernel-Process 1 to 6 in every
+// version Windows emits, as the system's own manifests describe them to TDH.
 std::vector<EventSchema> SystemProviderSchemas();
 
 // "{6E2B9C41-...}" or without braces.

@@ -113,6 +113,13 @@ ULONG Measure(USHORT inType, const uint8_t* data, size_t remaining, size_t point
     case InGuid:
         fixed = 16;
         break;
+    case InSid:
+        // Revision, sub-authority count, six bytes of authority, then the sub-authorities.
+        if (remaining < 8) {
+            return ERROR_EVT_INVALID_EVENT_DATA;
+        }
+        fixed = 8 + 4 * static_cast<size_t>(data[1]);
+        break;
     case InPointer:
         fixed = pointerSize;
         break;
@@ -149,10 +156,9 @@ void TdhEmulator::AddManifest(std::string_view xml)
 void TdhEmulator::Add(std::vector<EventSchema> schemas)
 {
     for (EventSchema& schema : schemas) {
-        const bool any = schema.anyVersion;
-        const Key key{GuidBytes(schema.provider), schema.descriptor.Id, any ? UCHAR{0} : schema.descriptor.Version};
+        const Key key{GuidBytes(schema.provider), schema.descriptor.Id, schema.descriptor.Version};
         Described entry{schema, BuildInformation(schema)};
-        (any ? anyVersion : described).insert_or_assign(key, std::move(entry));
+        described.insert_or_assign(key, std::move(entry));
     }
 }
 
@@ -161,9 +167,6 @@ const TdhEmulator::Described* TdhEmulator::Find(const EVENT_RECORD& record) cons
     const EVENT_DESCRIPTOR& descriptor = record.EventHeader.EventDescriptor;
     const std::string provider = GuidBytes(record.EventHeader.ProviderId);
     if (const auto found = described.find(Key{provider, descriptor.Id, descriptor.Version}); found != described.end()) {
-        return &found->second;
-    }
-    if (const auto found = anyVersion.find(Key{provider, descriptor.Id, UCHAR{0}}); found != anyVersion.end()) {
         return &found->second;
     }
     return nullptr;

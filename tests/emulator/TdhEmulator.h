@@ -15,7 +15,8 @@
 // described (so product events are undescribed until a manifest is loaded);
 // ERROR_INSUFFICIENT_BUFFER with the needed size; ERROR_EVT_INVALID_EVENT_DATA when the
 // user data ends before the property does. A string with no terminator before the end of
-// the data takes the rest of it. Built in: Winlogon 811/812 and Kernel-Process 1-6.
+// the data takes the rest of it. Built in: Winlogon 811/812 and Kernel-Process 1-6, each
+// version with its own layout.
 //
 // One emulator at a time per process; destruction puts the previous entries back.
 
@@ -106,7 +107,6 @@ private:
                       ULONG bufferSize, BYTE* buffer) const;
 
     std::map<Key, Described> described;
-    std::map<Key, Described> anyVersion; // keyed with version 0
     std::vector<ManifestLoad> manifestLoads;
     std::map<std::wstring, ULONG> sizeOverrides;
     ULONG loadManifestFailure = 0;

@@ -278,3 +278,52 @@ TEST_F(BuiltinTdh, LoadManifestReportsAMissingFileAndMalformedXml)
     const RecordedEvent event = Testing::OperationalEvent(2, 2012).Build();
     EXPECT_EQ(0u, Property(builtin, event.record, L"Message").sizeStatus);
 }
+
+TEST_F(BuiltinTdh, SystemProviderEventsHaveTheEmulatorsLayoutInEveryVersion)
+{
+    std::vector<RecordedEvent> events;
+    events.push_back(Testing::WinlogonEvent(811, L"Sens", 5).Build());
+    events.push_back(Testing::WinlogonEvent(812, L"Profiles", 13).Build());
+    const std::pair<USHORT, UCHAR> kernelEvents[] = {{1, 0}, {1, 1}, {1, 2}, {1, 3}, {2, 0}, {2, 1}, {2, 2},
+                                                     {3, 0}, {3, 1}, {4, 0}, {4, 1}, {5, 0}, {6, 0}};
+    for (const auto& [id, version] : kernelEvents) {
+        Testing::KernelFields fields;
+        fields.version = version;
+        events.push_back(Testing::KernelProcessEvent(id, fields).Build());
+    }
+    for (const RecordedEvent& event : events) {
+        const EVENT_DESCRIPTOR& descriptor = event.record.EventHeader.EventDescriptor;
+        SCOPED_TRACE(std::to_string(descriptor.Id) + " v" + std::to_string(descriptor.Version));
+        ULONG builtinStatus = 1;
+        ULONG emulatorStatus = 1;
+        const std::vector<uint8_t> ours = Information(builtin, event.record, builtinStatus);
+        const std::vector<uint8_t> theirs = Information(Platform::Tdh(), event.record, emulatorStatus);
+        ASSERT_EQ(0u, builtinStatus);
+        ASSERT_EQ(0u, emulatorStatus);
+        EXPECT_EQ(NameAt(theirs, Info(theirs).LevelNameOffset), NameAt(ours, Info(ours).LevelNameOffset));
+        ASSERT_EQ(Info(theirs).TopLevelPropertyCount, Info(ours).TopLevelPropertyCount);
+        for (ULONG index = 0; index < Info(ours).TopLevelPropertyCount; ++index) {
+            const EVENT_PROPERTY_INFO& mine = Info(ours).EventPropertyInfoArray[index];
+            const std::wstring name = NameAt(ours, mine.NameOffset);
+            SCOPED_TRACE(std::string(name.begin(), name.end()));
+            EXPECT_EQ(NameAt(theirs, Info(theirs).EventPropertyInfoArray[index].NameOffset), name);
+            EXPECT_EQ(Info(theirs).EventPropertyInfoArray[index].nonStructType.InType, mine.nonStructType.InType);
+            const PropertyAnswer answer = Property(builtin, event.record, name.c_str());
+            EXPECT_EQ(0u, answer.readStatus);
+            EXPECT_EQ(Property(Platform::Tdh(), event.record, name.c_str()), answer);
+        }
+    }
+}
+
+TEST_F(BuiltinTdh, SystemProviderVersionsWindowsDoesNotEmitAreUndescribed)
+{
+    Testing::KernelFields fields;
+    fields.version = 7;
+    const RecordedEvent event = Testing::KernelProcessEvent(3, fields).Build();
+    ULONG size = 0;
+    EXPECT_EQ(static_cast<ULONG>(ERROR_NOT_FOUND),
+              builtin.TdhGetEventInformation(const_cast<EVENT_RECORD*>(&event.record), 0, nullptr, nullptr, &size));
+    EXPECT_EQ(
+        static_cast<ULONG>(ERROR_NOT_FOUND),
+        Platform::Tdh().TdhGetEventInformation(const_cast<EVENT_RECORD*>(&event.record), 0, nullptr, nullptr, &size));
+}

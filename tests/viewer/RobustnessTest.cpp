@@ -245,18 +245,30 @@ TEST_F(Robustness, ReadersFollowTheirRules)
 
 TEST_F(Robustness, VersionTwoMeansUtf8WhateverTheProvider)
 {
-    // A Winlogon event of version 2 whose subscriber name TDH hands over as six bytes.
+    // A Kernel-Process process start whose image name TDH hands over as six bytes: version 2
+    // declares it UTF-16, but the viewer reads every version 2 as UTF-8.
     const char name[] = "Caf\xC3\xA9";
-    tdh.OverridePropertySize(L"SubscriberName", sizeof(name));
+    tdh.OverridePropertySize(L"ImageName", sizeof(name));
     std::wstring text;
-    const Testing::RecordedEvent versionTwo =
-        Testing::EventRecordBuilder(Session::WinlogonProviderGuid, 811, 2, 4).Bytes(name, sizeof(name)).Build();
-    EXPECT_EQ(0u, Viewer::ReadTextProperty(versionTwo.record, L"SubscriberName", text));
+    const Testing::RecordedEvent versionTwo = Testing::EventRecordBuilder(Session::KernelProcessProviderGuid, 1, 2, 4)
+                                                  .UInt32(1)
+                                                  .UInt64(2)
+                                                  .UInt32(3)
+                                                  .UInt32(4)
+                                                  .UInt32(5)
+                                                  .Bytes(name, sizeof(name))
+                                                  .Build();
+    EXPECT_EQ(0u, Viewer::ReadTextProperty(versionTwo.record, L"ImageName", text));
     EXPECT_EQ(L"Caf\u00e9", text);
     // Any other version reads the same bytes as UTF-16: (6 - 1) / 2 characters.
-    const Testing::RecordedEvent versionZero =
-        Testing::EventRecordBuilder(Session::WinlogonProviderGuid, 811, 0, 4).Bytes(name, sizeof(name)).Build();
-    EXPECT_EQ(0u, Viewer::ReadTextProperty(versionZero.record, L"SubscriberName", text));
+    const Testing::RecordedEvent versionZero = Testing::EventRecordBuilder(Session::KernelProcessProviderGuid, 1, 0, 4)
+                                                   .UInt32(1)
+                                                   .UInt64(2)
+                                                   .UInt32(3)
+                                                   .UInt32(4)
+                                                   .Bytes(name, sizeof(name))
+                                                   .Build();
+    EXPECT_EQ(0u, Viewer::ReadTextProperty(versionZero.record, L"ImageName", text));
     EXPECT_EQ((std::wstring{static_cast<wchar_t>(0x6143), static_cast<wchar_t>(0xC366)}), text);
 }
 

@@ -94,32 +94,83 @@ EventRecordBuilder FaultEvent(std::wstring_view processName, std::string_view de
 EventRecordBuilder WinlogonEvent(USHORT id, std::wstring_view subscriber, uint32_t notification)
 {
     EventRecordBuilder builder(Session::WinlogonProviderGuid, id, 0, 4);
-    builder.Utf16(subscriber).UInt32(notification);
+    builder.UInt32(notification).Utf16(subscriber);
     return builder;
 }
 
+namespace {
+
+// A SID of the mandatory-label authority (S-1-16-12288, high integrity).
+void AppendMandatoryLabel(EventRecordBuilder& builder)
+{
+    const uint8_t sid[] = {1, 1, 0, 0, 0, 0, 0, 16, 0x00, 0x30, 0x00, 0x00};
+    builder.Bytes(sid, sizeof sid);
+}
+
+void AppendProcessStart(EventRecordBuilder& builder, UCHAR version, const KernelFields& fields, uint64_t time)
+{
+    if (version >= 3) {
+        builder.UInt32(fields.processId).UInt64(77).UInt64(time).UInt32(fields.parentProcessId).UInt64(76);
+        builder.UInt32(fields.sessionId).UInt32(0).UInt32(1).UInt32(1);
+        AppendMandatoryLabel(builder);
+        builder.Utf16(fields.imageName).UInt32(0x1234).UInt32(0x5678).Utf16(L"").Utf16(L"");
+        return;
+    }
+    builder.UInt32(fields.processId).UInt64(time).UInt32(fields.parentProcessId).UInt32(fields.sessionId);
+    if (version >= 1) {
+        builder.UInt32(0); // Flags
+    }
+    builder.Utf16(fields.imageName);
+    if (version == 2) {
+        builder.UInt32(0x1234).UInt32(0x5678).Utf16(L"").Utf16(L"");
+    }
+}
+
+void AppendProcessStop(EventRecordBuilder& builder, UCHAR version, const KernelFields& fields, uint64_t time)
+{
+    builder.UInt32(fields.processId);
+    if (version >= 2) {
+        builder.UInt64(77); // ProcessSequenceNumber
+    }
+    builder.UInt64(time).UInt64(time).UInt32(fields.exitCode).UInt32(1).UInt32(42).UInt64(0x100000).UInt64(0x200000);
+    if (version >= 1) {
+        builder.UInt64(123456).UInt32(1).UInt32(2).UInt32(3).UInt32(4).UInt32(5);
+    }
+    builder.Narrow(std::string(fields.imageName.begin(), fields.imageName.end()));
+}
+
+void AppendThread(EventRecordBuilder& builder, USHORT id, UCHAR version, const KernelFields& fields)
+{
+    builder.UInt32(fields.processId).UInt32(fields.threadId);
+    for (uint64_t address : {0x7FF000100000ull, 0x7FF000000000ull, 0x0000C0000000ull, 0x0000BFF00000ull,
+                             0x7FF600001000ull, 0x7FF600002000ull, 0x0000A0000000ull}) {
+        builder.Pointer(address);
+    }
+    if (version >= 1) {
+        builder.UInt32(0); // SubProcessTag
+        if (id == 4) {
+            builder.UInt64(987654321); // CycleTime
+        }
+    }
+}
+
+} // namespace
+
 EventRecordBuilder KernelProcessEvent(USHORT id, const KernelFields& fields)
 {
-    EventRecordBuilder builder(Session::KernelProcessProviderGuid, id, 0, 4);
+    const UCHAR version = fields.version.value_or(id == 2 ? UCHAR{2} : UCHAR{0});
+    EventRecordBuilder builder(Session::KernelProcessProviderGuid, id, version, 4);
     const uint64_t someTime = 133542759010420000ull;
     switch (id) {
     case 1:
-        builder.UInt32(fields.processId)
-            .UInt64(someTime)
-            .UInt32(fields.parentProcessId)
-            .UInt32(fields.sessionId)
-            .Utf16(fields.imageName);
+        AppendProcessStart(builder, version, fields, someTime);
         break;
     case 2:
-        builder.UInt32(fields.processId)
-            .UInt64(someTime)
-            .UInt64(someTime)
-            .UInt32(fields.exitCode)
-            .Utf16(fields.imageName);
+        AppendProcessStop(builder, version, fields, someTime);
         break;
     case 3:
     case 4:
-        builder.UInt32(fields.processId).UInt32(fields.threadId).Pointer(0x7FF000000000).Pointer(0x7FF000100000);
+        AppendThread(builder, id, version, fields);
         break;
     case 5:
     case 6:

@@ -8,6 +8,7 @@
 #include "tests/emulator/EventRecordBuilder.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -45,8 +46,10 @@ EventRecordBuilder FaultEvent(std::wstring_view processName, std::string_view de
 // Winlogon 811 (started) and 812 (finished).
 EventRecordBuilder WinlogonEvent(USHORT id, std::wstring_view subscriber, uint32_t notification);
 
-// Kernel-Process 1 (process start) to 6 (image unload). Fields an id does not carry
-// are left out.
+// Kernel-Process 1 (process start) to 6 (image unload), laid out as the system's manifest
+// lays out that version. Fields an id does not carry are left out. Without a version, each
+// id takes one whose ImageName the viewer reads as text: 2 (the stop event of Windows 10,
+// whose ImageName is ANSI) for process stop, 0 for the rest.
 struct KernelFields {
     uint32_t processId = 1234;
     uint32_t parentProcessId = 4;
@@ -54,6 +57,7 @@ struct KernelFields {
     uint32_t threadId = 5678;
     uint32_t exitCode = 0;
     std::wstring imageName = L"C:\\Windows\\notepad.exe";
+    std::optional<UCHAR> version;
 };
 EventRecordBuilder KernelProcessEvent(USHORT id, const KernelFields& fields = {});
 
