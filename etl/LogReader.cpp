@@ -40,12 +40,12 @@ struct LogReader::State {
     ReadCounts counts;
 
     // The log file header record, copied out of buffer 0 so that its event outlives the
-    // buffer, and where the records after it begin. The records after it are delivered like
-    // any other, merged by time: ProcessTrace does so, as SelfDescribingSingleEvent.etl
-    // shows. That log was relogged through ProcessTrace, and the first records of its buffer
-    // 1 (offsets 0x48 and 0x5D0) are the EventTrace type 80 records that follow the header
-    // in the first buffer of every newer sample: the relogger received them as events. It
-    // did not receive the sources' header records, which it replaces by its own.
+    // buffer, and where the records after it begin. Those records are delivered like any
+    // other, merged by time, because ProcessTrace delivers them: SelfDescribingSingleEvent.etl
+    // was relogged through it, and its buffer 1 holds, at offsets 0x48 and 0x5D0, the
+    // EventTrace records of type 80 that follow the header in the first buffer of AMSITrace.etl,
+    // lxcore_kernel.etl, powershell.etl and ShutdownPerfDiagLogger.etl: the relogger received
+    // them from its sources as events (the sources' header records it replaced by its own).
     std::vector<uint8_t> headerRecord;
     RecordHead headerHead;
     size_t headerRecordEnd = 0;
@@ -76,6 +76,7 @@ struct LogReader::State {
         const BufferEntry& first = buffers.front();
         std::vector<uint8_t> storage;
         const ByteCursor bytes(loader.Load(first, storage));
+        // The pointer size only sizes messages, which this record must not be.
         const auto head = ReadRecordHead(bytes, bufferHeaderSize, first.place, 8);
         ByteCursor record = head ? bytes.At(bufferHeaderSize, head->size) : ByteCursor();
         if (!head || head->layout != RecordLayout::System || record.At(6, 2).U16() != logFileHeaderHook) {

@@ -7,9 +7,10 @@ namespace Etl {
 namespace {
 
 // The fourth byte of every record's first 32 bits. Trace headers set both high bits and
-// keep their type in the third byte (the write-ups of the trace headers: "all have the high
-// two bits set"; every record of the samples has 0xC0 there). Messages set the high bit and
-// the message bit, not the second.
+// keep their type in the third byte (the public write-up of the trace headers: "all have the
+// high two bits set"; every record of the samples has 0xC0 there). Messages set the high
+// bit and the message bit 0x10, not the second, as the write-up of MESSAGE_TRACE_HEADER
+// gives them; no sample holds one.
 constexpr uint8_t markerTraceHeader = 0xC0;
 constexpr uint8_t markerMessage = 0x90;
 constexpr uint8_t markerMessageMask = 0xD0;

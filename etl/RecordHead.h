@@ -14,8 +14,9 @@
 
 namespace Etl {
 
-// MESSAGE_TRACE_HEADER option bits (TRACE_MESSAGE_* of the TraceMessage documentation):
-// each of the first five asks for an optional field after the 8-byte header, in this order.
+// MESSAGE_TRACE_HEADER option bits, TRACE_MESSAGE_*: the TraceMessage documentation gives
+// the first five, each of which asks for an optional field after the 8-byte header, in
+// this order; the last two say the size of the producer's pointers.
 enum MessageOption : uint16_t {
     MessageSequence = 0x0001,    // 4 bytes
     MessageGuid = 0x0002,        // 16 bytes
