@@ -42,8 +42,11 @@ public:
     // is not circular), or names a clock it cannot convert.
     explicit LogReader(std::unique_ptr<ByteSource> source, const ReaderLimits& limits = {});
     ~LogReader();
+    // Events point into the reader's buffers: it stays where it was made.
     LogReader(const LogReader&) = delete;
     LogReader& operator=(const LogReader&) = delete;
+    LogReader(LogReader&&) = delete;
+    LogReader& operator=(LogReader&&) = delete;
 
     const LogHeader& Header() const;
 

@@ -46,6 +46,11 @@ constexpr TraceHeaderType traceHeaderTypes[] = {
     {0x15, RecordLayout::Instance, HeaderKind::Instance64, 0x48},
 };
 
+[[noreturn]] void ThrowCutOff(const ByteCursor& buffer, size_t position, const BufferPlace& place)
+{
+    ThrowAt(place, position, "Record header", "is cut off by the buffer's " + Hex(buffer.Size()) + " filled bytes");
+}
+
 bool SizeAfterVersion(RecordLayout layout)
 {
     return layout == RecordLayout::System || layout == RecordLayout::Compact || layout == RecordLayout::PerfInfo;
@@ -85,7 +90,7 @@ std::optional<RecordHead> ReadRecordHead(const ByteCursor& buffer, size_t positi
     ByteCursor marker = buffer.At(position, 4);
     const uint32_t first = marker.U32();
     if (!marker.Ok()) {
-        ThrowAt(place, position, "Record header", "is cut off by the buffer's " + Hex(buffer.Size()) + " filled bytes");
+        ThrowCutOff(buffer, position, place);
     }
     if (first == endOfData) {
         return std::nullopt;
@@ -102,7 +107,14 @@ std::optional<RecordHead> ReadRecordHead(const ByteCursor& buffer, size_t positi
                 head.headerSize = known.headerSize;
             }
         }
-        head.size = SizeAfterVersion(head.layout) ? buffer.At(position + 4, 2).U16() : (first & 0xFFFF);
+        head.size = first & 0xFFFF;
+        if (SizeAfterVersion(head.layout)) {
+            ByteCursor size = buffer.At(position + 4, 2);
+            head.size = size.U16();
+            if (!size.Ok()) {
+                ThrowCutOff(buffer, position, place);
+            }
+        }
     } else if ((flags & markerMessageMask) == markerMessage) {
         head.layout = RecordLayout::Message;
         head.size = first & 0xFFFF;

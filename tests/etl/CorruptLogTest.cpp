@@ -169,6 +169,10 @@ const Corruption corruptions[] = {
      {{0x2030, 0x4A, 4}},
      "Record header at offset 0x48 of buffer 1 (file offset 0x2000) is cut off by the "
      "buffer's 0x4A filled bytes"},
+    {"filled bytes that cut a kernel record before its size",
+     "ShutdownPerfDiagLogger.etl",
+     {{0x10030, 0x4C, 4}},
+     "Record header at offset 0x48 of buffer 1 (file offset 0x10000) is cut off by the buffer's 0x4C filled bytes"},
     {"bytes that begin no record header",
      "lxcore_kernel.etl",
      {{0x204B, 0x00, 1}},
