@@ -12,6 +12,7 @@
 //
 //     std::error_code error;
 //     auto source = Etl::OpenFile(path, error);
+//     if (!source) { ... error says why ... }
 //     Etl::LogReader reader(std::move(source));
 //     Etl::Event event;
 //     while (reader.Next(event)) { ... }
