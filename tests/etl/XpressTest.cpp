@@ -47,9 +47,11 @@ std::string ErrorOf(const Bytes& input, size_t outputSize)
     return "no error";
 }
 
-// [MS-XCA] section 3.1, the Plain LZ77 examples: 26 literals, then the end; and "abc"
-// repeated 100 times, three literals and one match of 297 bytes at offset 3.
-TEST(Xpress, DecodesTheExamplesOfTheFormatDocument)
+// The two strings of [MS-XCA]'s examples (section 3) as the plain LZ77 encoding writes
+// them: 26 literals, then a set flag bit with the input used up; and "abc" repeated 100
+// times, three literals and one match of 297 bytes at offset 3, its length in the half
+// byte (15), the byte (255) and the 16-bit form (294).
+TEST(Xpress, DecodesTheStringsOfTheFormatDocumentsExamples)
 {
     EXPECT_EQ(Decompress(Concat(Hex("3f000000"), "abcdefghijklmnopqrstuvwxyz"), 26), "abcdefghijklmnopqrstuvwxyz");
 
