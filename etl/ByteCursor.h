@@ -1,9 +1,14 @@
 #pragma once
 
-// A read position over untrusted bytes (event payloads, schema blobs). Every read states its
-// width, is little-endian, and checks what remains: a read that would pass the end returns
-// false and leaves the position where it was, so a caller can never touch memory beyond the
-// span it was given. Sub-ranges are new cursors, so one record cannot read its neighbour.
+// The one way the library reads bytes it did not write: a cursor over a span that reads
+// little-endian integers of an explicit width and never touches memory outside the span.
+//
+// A read that would pass the end reads nothing, returns 0 (or an empty span) and marks the
+// cursor failed; every later read fails as well and the position of the first failure is
+// kept, so that a run of reads is checked once with Ok() and the error can name where the
+// data ran out. Sub-cursors cover a sub-range and cannot read their neighbours.
+
+#include "etl/Event.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,70 +20,54 @@ namespace Etl {
 class ByteCursor {
 public:
     ByteCursor() = default;
-    explicit ByteCursor(std::span<const uint8_t> bytes) noexcept : bytes(bytes) {}
+    // origin: the offset of bytes[0] within the unit that error texts name (a buffer), so
+    // that Origin() + Position() is an offset a hex dump of that unit shows.
+    explicit ByteCursor(std::span<const uint8_t> bytes, size_t origin = 0) : bytes_(bytes), origin_(origin) {}
 
-    size_t Position() const noexcept { return position; }
-    size_t Remaining() const noexcept { return bytes.size() - position; }
-    bool AtEnd() const noexcept { return position == bytes.size(); }
-    // The bytes not read yet.
-    std::span<const uint8_t> Rest() const noexcept { return bytes.subspan(position); }
+    uint8_t U8();
+    uint16_t U16();
+    uint32_t U32();
+    uint64_t U64();
+    int64_t I64() { return static_cast<int64_t>(U64()); }
+    Guid ReadGuid(); // 16 bytes, Data1 to Data3 little-endian
 
-    bool Skip(size_t count) noexcept
-    {
-        if (count > Remaining()) {
-            return false;
-        }
-        position += count;
-        return true;
-    }
+    // The next count bytes, or an empty span after a short read.
+    std::span<const uint8_t> Bytes(size_t count);
+    void Skip(size_t count);
+    // A NUL-terminated 8-bit string: the text before the terminator, which is consumed too.
+    // Without a terminator before the end the cursor fails and the text is empty.
+    std::string_view Terminated();
+    // Moves to an absolute position; a position past the end fails the cursor.
+    void Seek(size_t position);
 
-    // The next count bytes as a span of their own; false (and nothing consumed) when fewer remain.
-    bool ReadBytes(size_t count, std::span<const uint8_t>& out) noexcept
-    {
-        if (count > Remaining()) {
-            return false;
-        }
-        out = bytes.subspan(position, count);
-        position += count;
-        return true;
-    }
+    // The next count bytes as a cursor of their own (origin carried along); this cursor
+    // moves past them. On a short read both the returned cursor and this one are failed.
+    ByteCursor Sub(size_t count);
+    // count bytes at an absolute position, without moving this cursor. A range outside the
+    // span gives a failed, empty cursor and leaves this one as it was.
+    ByteCursor At(size_t position, size_t count) const;
 
-    bool ReadU8(uint8_t& value) noexcept { return ReadLittleEndian(value); }
-    bool ReadU16(uint16_t& value) noexcept { return ReadLittleEndian(value); }
-    bool ReadU32(uint32_t& value) noexcept { return ReadLittleEndian(value); }
-    bool ReadU64(uint64_t& value) noexcept { return ReadLittleEndian(value); }
+    size_t Position() const { return position_; }
+    size_t Size() const { return bytes_.size(); }
+    size_t Remaining() const { return bytes_.size() - position_; }
+    bool AtEnd() const { return position_ == bytes_.size(); }
+    size_t Origin() const { return origin_; }
+    std::span<const uint8_t> Span() const { return bytes_; }
 
-    // A NUL-terminated 8-bit string; the terminator is consumed but not part of the text.
-    // False when no terminator remains.
-    bool ReadTerminated(std::string_view& text) noexcept
-    {
-        for (size_t at = position; at < bytes.size(); ++at) {
-            if (bytes[at] == 0) {
-                text = std::string_view(reinterpret_cast<const char*>(bytes.data() + position), at - position);
-                position = at + 1;
-                return true;
-            }
-        }
-        return false;
-    }
+    bool Ok() const { return !failed_; }
+    // Where (from the start of this cursor's span) the first short read began.
+    size_t FailurePosition() const { return failurePosition_; }
 
 private:
-    template <typename T> bool ReadLittleEndian(T& value) noexcept
-    {
-        if (sizeof(T) > Remaining()) {
-            return false;
-        }
-        T result = 0;
-        for (size_t index = 0; index < sizeof(T); ++index) {
-            result = static_cast<T>(result | static_cast<T>(static_cast<T>(bytes[position + index]) << (8 * index)));
-        }
-        value = result;
-        position += sizeof(T);
-        return true;
-    }
+    // True when count bytes remain; otherwise fails the cursor.
+    bool Take(size_t count);
+    template <typename Integer> Integer Read();
 
-    std::span<const uint8_t> bytes;
-    size_t position = 0;
+    std::span<const uint8_t> bytes_;
+    size_t origin_ = 0;
+    size_t position_ = 0;
+    bool failed_ = false;
+    size_t failurePosition_ = 0;
 };
 
 } // namespace Etl

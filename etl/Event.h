@@ -41,19 +41,19 @@ struct EventDescriptor {
 
 // The header a record was written with in the file.
 enum class HeaderKind : uint8_t {
-    Event32,    // EVENT_HEADER of a 32-bit producer (manifest and TraceLogging events)
-    Event64,    // EVENT_HEADER of a 64-bit producer
-    System32,   // SYSTEM_TRACE_HEADER (kernel logger), 32-bit
+    Event32,  // EVENT_HEADER of a 32-bit producer (manifest and TraceLogging events)
+    Event64,  // EVENT_HEADER of a 64-bit producer
+    System32, // SYSTEM_TRACE_HEADER (kernel logger), 32-bit
     System64,
-    Compact32,  // compact SYSTEM_TRACE_HEADER, without the CPU times
+    Compact32, // compact SYSTEM_TRACE_HEADER, without the CPU times
     Compact64,
     PerfInfo32, // PERFINFO_TRACE_HEADER
     PerfInfo64,
-    Full32,     // EVENT_TRACE_HEADER, classic provider with a class GUID
+    Full32, // EVENT_TRACE_HEADER, classic provider with a class GUID
     Full64,
     Instance32, // EVENT_INSTANCE_HEADER, classic provider with a registered GUID
     Instance64,
-    Wpp32,      // WPP software-tracing message header (MESSAGE_TRACE_HEADER)
+    Wpp32, // WPP software-tracing message header (MESSAGE_TRACE_HEADER)
     Wpp64,
 };
 
@@ -112,11 +112,20 @@ struct Event {
     uint32_t kernelTime = 0; // or, for private sessions, the processor time's low half
     uint32_t userTime = 0;
     Guid activityId;
-    uint16_t processor = 0;  // the processor index of the buffer the record came from
+    uint16_t processor = 0; // the processor index of the buffer the record came from
     uint16_t loggerId = 0;
     unsigned pointerSize = 8; // 4 for a 32-bit producer, else 8
     std::span<const uint8_t> userData;
     std::vector<ExtendedItem> extended;
+    // System and perfinfo records: the kernel hook, group in the high byte (the provider
+    // GUID above is its class, or all zero for a group without a documented class) and type
+    // in the low byte (the opcode). 0 for every other record.
+    uint16_t hookId = 0;
+    // Where the record was read, for messages about it: the buffer's index in file order
+    // (0 holds the log file header) and the record's offset in that buffer (in a compressed
+    // buffer, once decompressed).
+    uint32_t bufferIndex = 0;
+    uint32_t bufferOffset = 0;
 };
 
 } // namespace Etl

@@ -107,26 +107,17 @@ private:
         const Extent extent = (*sequence.extents)[flatIndex - sequence.first];
         ByteCursor cursor(data.subspan(extent.offset, extent.size));
         switch (extent.size) {
-        case 1: {
-            uint8_t narrow = 0;
-            cursor.ReadU8(narrow);
-            value = narrow;
+        case 1:
+            value = cursor.U8();
             return StatusSuccess;
-        }
-        case 2: {
-            uint16_t narrow = 0;
-            cursor.ReadU16(narrow);
-            value = narrow;
+        case 2:
+            value = cursor.U16();
             return StatusSuccess;
-        }
-        case 4: {
-            uint32_t narrow = 0;
-            cursor.ReadU32(narrow);
-            value = narrow;
+        case 4:
+            value = cursor.U32();
             return StatusSuccess;
-        }
         case 8:
-            cursor.ReadU64(value);
+            value = cursor.U64();
             return StatusSuccess;
         default:
             return StatusNotSupported;
@@ -146,12 +137,11 @@ private:
                 return status;
             }
         } else if ((property.flags & PropertyCountInData) != 0) {
-            uint16_t inData = 0;
             ByteCursor cursor(data.subspan(std::min(offset, data.size())));
-            if (!cursor.ReadU16(inData)) {
+            count = cursor.U16();
+            if (!cursor.Ok()) {
                 return StatusInvalidEventData;
             }
-            count = inData;
             prefix = 2;
         }
         std::optional<uint64_t> length;
@@ -263,17 +253,13 @@ private:
         ByteCursor cursor(data.subspan(std::min(offset, data.size())));
         uint64_t count = 0;
         if (prefixWidth == 4) {
-            uint32_t value = 0;
-            if (!cursor.ReadU32(value)) {
-                return StatusInvalidEventData;
-            }
-            count = value;
+            count = cursor.U32();
         } else {
-            uint16_t value = 0;
-            if (!cursor.ReadU16(value)) {
-                return StatusInvalidEventData;
-            }
+            const uint16_t value = cursor.U16();
             count = bigEndian ? static_cast<uint16_t>(value >> 8 | value << 8) : value;
+        }
+        if (!cursor.Ok()) {
+            return StatusInvalidEventData;
         }
         if (const uint32_t status = Fixed(offset + prefixWidth, count, size); status != StatusSuccess) {
             return status;

@@ -132,8 +132,8 @@ public:
     static ByteCursor Sized(std::span<const uint8_t> item, const char* what)
     {
         ByteCursor whole(item);
-        uint16_t size = 0;
-        if (!whole.ReadU16(size) || size < 2 || size > item.size()) {
+        const uint16_t size = whole.U16();
+        if (!whole.Ok() || size < 2 || size > item.size()) {
             Malformed(std::string(what) + " size does not fit its item");
         }
         ByteCursor cursor(item.first(size));
@@ -145,8 +145,8 @@ public:
     {
         uint32_t tags = 0;
         for (int shift = 21; shift >= 0; shift -= 7) {
-            uint8_t byte = 0;
-            if (!cursor.ReadU8(byte)) {
+            const uint8_t byte = cursor.U8();
+            if (!cursor.Ok()) {
                 Malformed("tags end early");
             }
             tags |= static_cast<uint32_t>(byte & 0x7F) << shift;
@@ -159,8 +159,8 @@ public:
 
     std::string_view Name(const char* what)
     {
-        std::string_view name;
-        if (!cursor.ReadTerminated(name)) {
+        const std::string_view name = cursor.Terminated();
+        if (!cursor.Ok()) {
             Malformed(std::string(what) + " without a terminator");
         }
         return name;
@@ -171,13 +171,14 @@ public:
         PropertyNode node;
         PropertyDescription& property = node.property;
         property.name = Utf8ToUtf16(Name("field name"));
-        uint8_t in = 0;
-        if (!cursor.ReadU8(in)) {
+        const uint8_t in = cursor.U8();
+        if (!cursor.Ok()) {
             Malformed("field \"" + Utf16ToUtf8(property.name) + "\" has no type");
         }
         uint8_t out = 0;
         if ((in & chainFlag) != 0) {
-            if (!cursor.ReadU8(out)) {
+            out = cursor.U8();
+            if (!cursor.Ok()) {
                 Malformed("field \"" + Utf16ToUtf8(property.name) + "\" ends before its out-type");
             }
             if ((out & chainFlag) != 0) {
@@ -188,15 +189,18 @@ public:
         }
         const uint8_t count = in & countMask;
         if (count == constantCount || count == customSchema) {
-            uint16_t number = 0;
-            if (!cursor.ReadU16(number)) {
+            const uint16_t number = cursor.U16();
+            if (!cursor.Ok()) {
                 Malformed("field \"" + Utf16ToUtf8(property.name) + "\" ends before its count");
             }
             if (count == constantCount) {
                 property.count = number;
                 property.flags |= PropertyParamFixedCount;
-            } else if (!cursor.Skip(number)) {
-                Malformed("custom schema of field \"" + Utf16ToUtf8(property.name) + "\" passes the end");
+            } else {
+                cursor.Skip(number);
+                if (!cursor.Ok()) {
+                    Malformed("custom schema of field \"" + Utf16ToUtf8(property.name) + "\" passes the end");
+                }
             }
         } else if (count == variableCount) {
             property.flags |= PropertyCountInData;
