@@ -1,6 +1,7 @@
 #include "front/CommandOptions.h"
 
 #include "base/ProcessArguments.h"
+#include "base/TextUtilities.h"
 #include "front/LevelParsing.h"
 #include "front/Operations.h"
 
@@ -55,6 +56,27 @@ bool ReadViewOptions(Viewer::ViewOptions& options)
     options.images = ProcessArguments::Has("images");
     options.process = ProcessArguments::Has("process") ? ProcessArguments::GetUInt("process", EveryProcess) : 0;
     return true;
+}
+
+bool ReadReaderChoice(uint32_t& reader)
+{
+    Base::Argument argument;
+    if (!ProcessArguments::Get("reader", argument)) {
+        reader = Viewer::ReaderAutomatic;
+        return true;
+    }
+    // Unlike the level words, which keep their lower-case-only match, a new option takes
+    // its words in any case.
+    const std::string word = Base::ToLower(argument.value);
+    if (word == "system") {
+        reader = Viewer::ReaderSystem;
+        return true;
+    }
+    if (word == "builtin") {
+        reader = Viewer::ReaderBuiltin;
+        return true;
+    }
+    return false;
 }
 
 } // namespace Front

@@ -34,4 +34,8 @@ bool ReadStartOptions(Session::StartOptions& options);
 // Returns false when no level was given or recognised; the rest is then not read.
 bool ReadViewOptions(Viewer::ViewOptions& options);
 
+// VIEW's /reader: absent, ReaderAutomatic; "system" or "builtin" in any case, that reader.
+// Returns false for any other value, a bare /reader included; reader is then unchanged.
+bool ReadReaderChoice(uint32_t& reader);
+
 } // namespace Front

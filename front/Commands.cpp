@@ -71,6 +71,11 @@ int RunView(const std::string& program)
         PrintViewLevelFailure(program);
         return 1;
     }
+    if (!ReadReaderChoice(options.reader)) {
+        // On standard output, as the level failures are.
+        std::cout << "Unrecognised reader. " << RunForHelp(program) << "\n";
+        return 1;
+    }
     const uint32_t result = CommandOperations().ViewLogFile(file, options);
     if (result != ERROR_SUCCESS) {
         PrintFailure("View log", result);

@@ -3,6 +3,7 @@
 
 #include "CodePageApi.h"
 #include "ConsoleApi.h"
+#include "ConsumerApi.h"
 #include "EtwApi.h"
 #include "FileApi.h"
 #include "ModuleApi.h"
@@ -34,6 +35,12 @@ const EtwApi& SystemEtw()
 EtwApi& Etw()
 {
     return LiveTable(SystemEtw());
+}
+
+ConsumerApi SystemConsumer()
+{
+    const EtwApi& etw = Etw();
+    return ConsumerApi{etw.OpenTraceW, etw.ProcessTrace, etw.CloseTrace};
 }
 
 TdhApi& Tdh()

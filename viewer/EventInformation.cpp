@@ -1,6 +1,6 @@
 #include "viewer/EventInformation.h"
 
-#include "platform/TdhApi.h"
+#include "viewer/DecodingTdh.h"
 #include "viewer/TdhBuffer.h"
 #include "viewer/ViewerReset.h"
 
@@ -25,7 +25,7 @@ const TRACE_EVENT_INFO* GetEventInformation(const EVENT_RECORD& record, ULONG& e
 {
     TdhBuffer& buffer = SharedBuffer();
     error = buffer.Fill([&record](void* data, ULONG* size) {
-        return Platform::Tdh().TdhGetEventInformation(const_cast<EVENT_RECORD*>(&record), 0, nullptr,
+        return DecodingTdh().TdhGetEventInformation(const_cast<EVENT_RECORD*>(&record), 0, nullptr,
                                                       static_cast<TRACE_EVENT_INFO*>(data), size);
     });
     if (error != ERROR_SUCCESS) {

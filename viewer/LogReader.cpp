@@ -1,10 +1,14 @@
 #include "viewer/LogReader.h"
 
+#include "platform/BuiltinConsumer.h"
+#include "platform/BuiltinTdh.h"
 #include "platform/ConsoleApi.h"
 #include "platform/EtwApi.h"
+#include "platform/Win32FileSource.h"
 #include "trace/DebugTrace.h"
 #include "trace/EtwWriter.h"
 #include "viewer/DbgHelpBindings.h"
+#include "viewer/DecodingTdh.h"
 #include "viewer/EventCallback.h"
 #include "viewer/LiveSessionProperties.h"
 #include "viewer/ManifestExtraction.h"
@@ -13,6 +17,7 @@
 #include <evntcons.h>
 
 #include <iostream>
+#include <optional>
 
 namespace Viewer {
 
@@ -51,6 +56,25 @@ void PrintOpenFailure(const std::wstring& path, ULONG error)
 {
     std::wcout << (error == ERROR_FILE_NOT_FOUND ? L"Unable to find file " : L"Unexpected error when opening file ")
                << L'"' << path << L"\"." << std::endl;
+}
+
+// A file the system's consumer could not open, but which exists and opens for reading,
+// is one the built-in reader may still read.
+bool OpensForReading(const std::wstring& path)
+{
+    DWORD error = ERROR_SUCCESS;
+    return Platform::OpenWin32File(path.c_str(), error) != nullptr;
+}
+
+// The built-in reader's account of bytes that contradict the format (buffer, file offset,
+// offset in the buffer), on a line of its own before VIEW's usual failure line.
+void PrintReadFailure(bool builtin)
+{
+    if (builtin) {
+        if (const std::string failure = Platform::BuiltinReadFailure(); !failure.empty()) {
+            std::wcout << std::wstring(failure.begin(), failure.end()) << std::endl;
+        }
+    }
 }
 
 EVENT_TRACE_LOGFILEW ConsumerOf(ViewOptions& options, ULONG mode)
@@ -128,24 +152,44 @@ uint32_t ViewLogFile(const std::wstring& path, ViewOptions& options)
     if (options.callstack != 0) {
         PrepareSymbolOptions(options);
     }
+    bool builtin = options.reader == ReaderBuiltin;
+    Platform::ConsumerApi consumers = builtin ? Platform::BuiltinConsumer() : Platform::SystemConsumer();
     EVENT_TRACE_LOGFILEW logFile = ConsumerOf(options, PROCESS_TRACE_MODE_EVENT_RECORD);
     logFile.LogFileName = const_cast<wchar_t*>(path.c_str());
-    TRACEHANDLE consumer = Platform::Etw().OpenTraceW(&logFile);
+    TRACEHANDLE consumer = consumers.OpenTraceW(&logFile);
+    ULONG error = consumer == INVALID_PROCESSTRACE_HANDLE ? ::GetLastError() : ERROR_SUCCESS;
+    if (consumer == INVALID_PROCESSTRACE_HANDLE && options.reader == ReaderAutomatic && OpensForReading(path)) {
+        Trace::TraceInfo(L"OpenTrace with file [%s] failed with error [%lu]; reading it with the built-in reader",
+                         path.c_str(), error);
+        builtin = true;
+        consumers = Platform::BuiltinConsumer();
+        logFile = ConsumerOf(options, PROCESS_TRACE_MODE_EVENT_RECORD);
+        logFile.LogFileName = const_cast<wchar_t*>(path.c_str());
+        consumer = consumers.OpenTraceW(&logFile);
+        error = consumer == INVALID_PROCESSTRACE_HANDLE ? ::GetLastError() : ERROR_SUCCESS;
+    }
     if (consumer == INVALID_PROCESSTRACE_HANDLE) {
-        const ULONG error = ::GetLastError();
         Trace::TraceError(L"OpenTrace with file [%s] failed with error [%lu]", path.c_str(), error);
+        PrintReadFailure(builtin);
         PrintOpenFailure(path, error);
         return error;
     }
+    // Records of the built-in reader are decoded by the built-in decoder, which is also
+    // where the manifest must go.
+    std::optional<ScopedDecodingTdh> decoding;
+    if (builtin) {
+        decoding.emplace(Platform::BuiltinTdh());
+    }
     // Loaded only now, so that a missing file costs no manifest extraction.
     LoadInstrumentationManifest();
-    if (const ULONG status = Platform::Etw().ProcessTrace(&consumer, 1, nullptr, nullptr); status != 0) {
+    if (const ULONG status = consumers.ProcessTrace(&consumer, 1, nullptr, nullptr); status != 0) {
         Trace::TraceError(L"ProcessTrace with file [%s] failed with error [%lu]", path.c_str(), status);
+        PrintReadFailure(builtin);
         std::wcout << L"Unexpected error whilst processing file \"" << path << L"\"." << std::endl;
         // The consumer is left open on this path; the process ends soon after anyway.
         return status;
     }
-    Platform::Etw().CloseTrace(consumer);
+    consumers.CloseTrace(consumer);
     Trace::TraceExit(L"ViewLogFile");
     return ERROR_SUCCESS;
 }

@@ -5,7 +5,7 @@
 #include "base/TempPath.h"
 #include "base/UniqueHandle.h"
 #include "platform/FileApi.h"
-#include "platform/TdhApi.h"
+#include "viewer/DecodingTdh.h"
 #include "trace/DebugTrace.h"
 
 #include <windows.h>
@@ -92,7 +92,7 @@ uint32_t LoadInstrumentationManifest()
     if (result != ERROR_SUCCESS) {
         Trace::TraceError(L"Failed to extract instrumentation manifest with error [%u]", result);
     } else {
-        result = Platform::Tdh().TdhLoadManifest(path.data());
+        result = DecodingTdh().TdhLoadManifest(path.data());
         if (result != ERROR_SUCCESS) {
             Trace::TraceError(L"Failed to load instrumentation manifest with error [%u]", result);
         }

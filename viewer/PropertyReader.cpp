@@ -1,7 +1,7 @@
 #include "viewer/PropertyReader.h"
 
 #include "base/TextUtilities.h"
-#include "platform/TdhApi.h"
+#include "viewer/DecodingTdh.h"
 
 #include <tdh.h>
 
@@ -60,7 +60,7 @@ void Utf8Text(const std::vector<uint8_t>& bytes, std::wstring& text)
 
 ULONG QuerySize(EVENT_RECORD* event, PROPERTY_DATA_DESCRIPTOR& descriptor, ULONG& size)
 {
-    return Platform::Tdh().TdhGetPropertySize(event, 0, nullptr, 1, &descriptor, &size);
+    return DecodingTdh().TdhGetPropertySize(event, 0, nullptr, 1, &descriptor, &size);
 }
 
 // A number is read only when TDH reports exactly its width: bytes of any other count are
@@ -75,7 +75,7 @@ template <typename Number> ULONG ReadNumberProperty(const EVENT_RECORD& record, 
         return status;
     }
     Number read = 0;
-    status = Platform::Tdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, reinterpret_cast<PBYTE>(&read));
+    status = DecodingTdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, reinterpret_cast<PBYTE>(&read));
     if (status == ERROR_SUCCESS) {
         value = read;
     }
@@ -107,7 +107,7 @@ ULONG ReadInto(const EVENT_RECORD& record, const wchar_t* name, std::vector<uint
         return status;
     }
     bytes.assign(size, 0);
-    return Platform::Tdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, bytes.data());
+    return DecodingTdh().TdhGetProperty(event, 0, nullptr, 1, &descriptor, size, bytes.data());
 }
 
 } // namespace

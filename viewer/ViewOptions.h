@@ -7,15 +7,23 @@
 
 namespace Viewer {
 
+// Which consumer VIEW reads the file with (LIVE always uses the system's).
+enum ReaderChoice : uint32_t {
+    ReaderAutomatic = 0, // the system's, or the built-in one when the system cannot open the file
+    ReaderSystem = 1,    // the system's only
+    ReaderBuiltin = 2,   // ksdiag's own
+};
+
 struct ViewOptions {
-    uint32_t level = 4;      // highest ETW level shown (VIEW) or enabled (LIVE)
-    uint32_t callstack = 0;  // resolve and print call stacks / capture them (LIVE)
-    uint32_t winlogon = 0;   // show Winlogon subscriber events
-    uint32_t process = 0;    // Kernel-Process events of this pid; 0xFFFFFFFF every process
-    uint32_t threads = 0;    // also thread start and stop of that process
-    uint32_t images = 0;     // also image load and unload of that process
-    uint32_t frameLimit = 0; // frames printed per stack; 0 no limit
-    uint32_t symbols = 0;    // add SYMOPT_DEBUG to the symbol options
+    uint32_t level = 4;                // highest ETW level shown (VIEW) or enabled (LIVE)
+    uint32_t callstack = 0;            // resolve and print call stacks / capture them (LIVE)
+    uint32_t winlogon = 0;             // show Winlogon subscriber events
+    uint32_t process = 0;              // Kernel-Process events of this pid; 0xFFFFFFFF every process
+    uint32_t threads = 0;              // also thread start and stop of that process
+    uint32_t images = 0;               // also image load and unload of that process
+    uint32_t frameLimit = 0;           // frames printed per stack; 0 no limit
+    uint32_t symbols = 0;              // add SYMOPT_DEBUG to the symbol options
+    uint32_t reader = ReaderAutomatic; // VIEW only
 };
 
 } // namespace Viewer

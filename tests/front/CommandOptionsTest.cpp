@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -203,4 +204,47 @@ TEST(CommandLogFilePath, EmptyFileValueIsTakenAsGiven)
     PopulateArguments({"ksdiag", "VIEW", "/file:"});
     EXPECT_EQ(L"", Front::LogFilePath());
     EXPECT_EQ(1, operations.Record().defaultPathCalls);
+}
+
+namespace {
+
+// The reader choice for this command line, from a stale value; nothing when refused.
+std::optional<uint32_t> ReaderFor(std::vector<std::string> arguments)
+{
+    PopulateArguments(std::move(arguments));
+    uint32_t reader = 77;
+    if (!Front::ReadReaderChoice(reader)) {
+        EXPECT_EQ(77u, reader);
+        return std::nullopt;
+    }
+    return reader;
+}
+
+} // namespace
+
+TEST(ReadReaderChoice, AbsentIsAutomatic)
+{
+    EXPECT_EQ(Viewer::ReaderAutomatic, ReaderFor({"ksdiag", "VIEW", "/level:info"}));
+}
+
+TEST(ReadReaderChoice, SystemAndBuiltinInAnyCase)
+{
+    EXPECT_EQ(Viewer::ReaderSystem, ReaderFor({"ksdiag", "VIEW", "/reader:system"}));
+    EXPECT_EQ(Viewer::ReaderSystem, ReaderFor({"ksdiag", "VIEW", "/Reader=SYSTEM"}));
+    EXPECT_EQ(Viewer::ReaderBuiltin, ReaderFor({"ksdiag", "VIEW", "/reader:builtin"}));
+    EXPECT_EQ(Viewer::ReaderBuiltin, ReaderFor({"ksdiag", "VIEW", "/READER:BuiltIn"}));
+}
+
+TEST(ReadReaderChoice, AnyOtherValueIsRefused)
+{
+    EXPECT_FALSE(ReaderFor({"ksdiag", "VIEW", "/reader"}));
+    EXPECT_FALSE(ReaderFor({"ksdiag", "VIEW", "/reader:"}));
+    EXPECT_FALSE(ReaderFor({"ksdiag", "VIEW", "/reader:built-in"}));
+    EXPECT_FALSE(ReaderFor({"ksdiag", "VIEW", "/reader:tdh"}));
+}
+
+TEST(ReadReaderChoice, EnvironmentVariableAnswersToo)
+{
+    Testing::ScopedEnvironment variable("KESTROVA_READER", "builtin");
+    EXPECT_EQ(Viewer::ReaderBuiltin, ReaderFor({"ksdiag", "VIEW"}));
 }

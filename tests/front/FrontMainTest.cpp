@@ -226,6 +226,32 @@ TEST(FrontMain, ViewWithoutLevelFailsOnStandardOutput)
     EXPECT_EQ(0, operations.Record().viewCalls);
 }
 
+TEST(FrontMain, ViewWithAnUnknownReaderFailsOnStandardOutput)
+{
+    Testing::FakeOperations operations;
+    const MainRun run = RunMain({"ksdiag", "VIEW", "/level:info", "/reader:tdh"});
+    ExpectRun(run, 1, banner + "Unrecognised reader. Run ksdiag /? for help.\n", "");
+    EXPECT_EQ(0, operations.Record().viewCalls);
+}
+
+TEST(FrontMain, ViewPassesTheReaderChoice)
+{
+    Testing::FakeOperations operations;
+    const MainRun run = RunMain({"ksdiag", "VIEW", "/level:info", "/reader:builtin"});
+    ExpectRun(run, 0, banner, "");
+    EXPECT_EQ(1, operations.Record().viewCalls);
+    EXPECT_EQ(static_cast<uint32_t>(Viewer::ReaderBuiltin), operations.Record().viewOptions.reader);
+}
+
+TEST(FrontMain, LiveIgnoresTheReaderOption)
+{
+    Testing::FakeOperations operations;
+    const MainRun run = RunMain({"ksdiag", "LIVE", "/level:info", "/reader:tdh"});
+    ExpectRun(run, 0, banner, "");
+    EXPECT_EQ(1, operations.Record().liveCalls);
+    EXPECT_EQ(static_cast<uint32_t>(Viewer::ReaderAutomatic), operations.Record().liveOptions.reader);
+}
+
 TEST(FrontMain, ViewWithInfoLevelReadsTheDefaultFile)
 {
     Testing::FakeOperations operations;
