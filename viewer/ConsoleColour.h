@@ -22,14 +22,16 @@ enum ConsoleAttribute : WORD {
 class ConsoleColour {
 public:
     // Saves the current attribute. When standard output is not a console there is
-    // nothing to save, and nothing is restored later.
+    // nothing to save, and nothing is restored later; a handle once found not to be a
+    // console is not asked again.
     ConsoleColour();
     ConsoleColour(const ConsoleColour&) = delete;
     ConsoleColour& operator=(const ConsoleColour&) = delete;
     ~ConsoleColour();
 
     // On a console, flushes std::wcout first, so that text already written keeps the
-    // colour it was written in; then sets the attribute for whatever follows.
+    // colour it was written in; then sets the attribute for whatever follows. Without a
+    // console it does nothing.
     void Set(WORD attribute);
 
 private:

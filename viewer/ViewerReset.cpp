@@ -8,6 +8,7 @@ void ResetViewerState()
     Reset::ReleaseDbgHelp();
     Reset::ShrinkEventInformation();
     Reset::ForgetLiveHandles();
+    Reset::ForgetConsoleAnswer();
 }
 
 } // namespace Viewer

@@ -8,7 +8,8 @@ namespace Viewer {
 
 // The process ids whose symbol handler was set up forgotten (dbghelp itself keeps what
 // it holds for them), every dbghelp binding released, the event-information buffer back
-// to its first 2048 bytes, and LIVE's session and consumer handles back to none. No VIEW
+// to its first 2048 bytes, LIVE's session and consumer handles back to none, and the
+// standard-output handle known not to be a console forgotten. No VIEW
 // or LIVE may run meanwhile.
 void ResetViewerState();
 
@@ -18,6 +19,7 @@ void ForgetSymbolProcesses();
 void ReleaseDbgHelp();
 void ShrinkEventInformation();
 void ForgetLiveHandles();
+void ForgetConsoleAnswer();
 } // namespace Reset
 
 } // namespace Viewer

@@ -148,11 +148,18 @@ TEST_F(EventRendering, TheAttributeInForceIsRestored)
     EXPECT_EQ(Header(L"{0F}") + L"Information {08}Name : Message Args\n{1F}", Coloured());
 }
 
-TEST_F(EventRendering, WithoutAConsoleNothingIsRestored)
+TEST_F(EventRendering, WithoutAConsoleNoColourIsSet)
 {
+    // Output redirected to a file or a pipe: a colour change could only fail.
     console.FailScreenBufferInfo(true);
     Render(Testing::OperationalEvent(1, 2012).Build().record);
-    EXPECT_EQ(Header(L"{0F}") + L"Information {08}Name : Message Args\n", Coloured());
+    EXPECT_EQ(Header(L"") + L"Information Name : Message Args\n", Coloured());
+    EXPECT_TRUE(console.Changes().empty());
+    EXPECT_EQ(1u, console.ScreenBufferQueries());
+    // The handle is not asked again for the next event.
+    Render(Testing::OperationalEvent(1, 2013).Build().record);
+    EXPECT_EQ(1u, console.ScreenBufferQueries());
+    EXPECT_TRUE(console.Changes().empty());
 }
 
 TEST_F(EventRendering, UndescribedEventIsSkippedWithoutColourChange)
