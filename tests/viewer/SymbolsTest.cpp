@@ -1,6 +1,7 @@
 #include "viewer/Symbols.h"
 #include "platform/ModuleApi.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ModuleImage.h"
 #include "tests/support/ScopedApi.h"
 #include "tests/viewer/ViewerEvents.h"
 #include "tests/viewer/ViewerFixture.h"
@@ -19,56 +20,18 @@
 
 namespace {
 
-std::string EncodeBase64(const std::vector<uint8_t>& bytes)
-{
-    static const char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t index = 0; index < bytes.size(); index += 3) {
-        const uint32_t group = (bytes[index] << 16) | (index + 1 < bytes.size() ? bytes[index + 1] << 8 : 0) |
-                               (index + 2 < bytes.size() ? bytes[index + 2] : 0);
-        text += alphabet[(group >> 18) & 63];
-        text += alphabet[(group >> 12) & 63];
-        text += index + 1 < bytes.size() ? alphabet[(group >> 6) & 63] : '=';
-        text += index + 2 < bytes.size() ? alphabet[group & 63] : '=';
-    }
-    return text;
-}
-
 // The test module, loaded into this process so that its real load address and size
 // go into the image event, as a product component would log them.
-struct LoadedModule {
-    HMODULE handle = nullptr;
-    std::string path;
-    uint64_t base = 0;
-    uint32_t size = 0;
-    std::vector<uint8_t> debugDirectories; // the entries, then the data each describes
+struct LoadedModule : Testing::ModuleImage {
+    std::string pathText;
 
-    uint64_t Address(const char* function, uint64_t offset = 1) const
-    {
-        return reinterpret_cast<uint64_t>(::GetProcAddress(handle, function)) + offset;
-    }
+    uint64_t Address(const char* function, uint64_t offset = 1) const { return base + ExportOffset(function) + offset; }
 };
 
 LoadedModule LoadSymbolModule()
 {
-    LoadedModule module;
-    const std::filesystem::path path = Testing::SiblingExecutable(L"viewer_symbol_module.dll");
-    module.handle = ::LoadLibraryW(path.c_str());
-    module.path = path.string();
-    module.base = reinterpret_cast<uint64_t>(module.handle);
-    const auto* image = reinterpret_cast<const uint8_t*>(module.handle);
-    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
-    const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(image + dos->e_lfanew);
-    module.size = nt->OptionalHeader.SizeOfImage;
-    const IMAGE_DATA_DIRECTORY& debug = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DEBUG];
-    const auto* entries = reinterpret_cast<const IMAGE_DEBUG_DIRECTORY*>(image + debug.VirtualAddress);
-    const size_t count = debug.Size / sizeof(IMAGE_DEBUG_DIRECTORY);
-    module.debugDirectories.assign(reinterpret_cast<const uint8_t*>(entries),
-                                   reinterpret_cast<const uint8_t*>(entries + count));
-    for (size_t index = 0; index < count; ++index) {
-        const uint8_t* data = image + entries[index].AddressOfRawData;
-        module.debugDirectories.insert(module.debugDirectories.end(), data, data + entries[index].SizeOfData);
-    }
+    LoadedModule module{Testing::LoadModuleImage(Testing::SiblingExecutable(L"viewer_symbol_module.dll")), {}};
+    module.pathText = module.path.string();
     return module;
 }
 
@@ -223,8 +186,8 @@ protected:
     Testing::ImageFields Image() const
     {
         Testing::ImageFields image;
-        image.fileName = module.path;
-        image.debug = EncodeBase64(module.debugDirectories);
+        image.fileName = module.pathText;
+        image.debug = Testing::EncodeBase64(module.debugDirectories);
         image.base = module.base;
         image.size = module.size;
         return image;
@@ -257,7 +220,7 @@ protected:
         return lines;
     }
 
-    std::wstring ModulePath() const { return std::filesystem::path(module.path).wstring(); }
+    std::wstring ModulePath() const { return std::filesystem::path(module.pathText).wstring(); }
 
     // " app(<process>:7) ", as the header of the test's events reads.
     std::wstring Source() const { return L" app(" + std::to_wstring(loggedProcess) + L":7) "; }
@@ -282,7 +245,7 @@ TEST_F(CallStacks, ImageLineShowsFileVersionAndMachine)
     ASSERT_FALSE(lines.empty());
     char expected[200];
     std::snprintf(expected, sizeof(expected), "   INFO : Loaded [%s] between [0x%016llx] and [0x%016llx] size [%lu]",
-                  module.path.c_str(), static_cast<unsigned long long>(module.base),
+                  module.pathText.c_str(), static_cast<unsigned long long>(module.base),
                   static_cast<unsigned long long>(module.base + module.size), static_cast<unsigned long>(module.size));
     EXPECT_EQ(expected, lines[lines.size() - 2]);
     EXPECT_EQ("   EXIT : LoadImageSymbols", lines.back());
@@ -383,7 +346,7 @@ TEST_F(CallStacks, EmptyDebugTextShowsTheImageButLoadsNothing)
     RenderImage(image);
     EXPECT_EQ(L"{0F}" + DefaultTimestamp() + Source() + L"Image {08}" + ModulePath() + L" 1.2.3.4 (452)\n{07}",
               Coloured());
-    EXPECT_EQ("WARNING : Debug info for module [" + module.path + "] was empty",
+    EXPECT_EQ("WARNING : Debug info for module [" + module.pathText + "] was empty",
               TraceLines().at(TraceLines().size() - 2));
     capture.Clear();
     RenderStack({module.Address("InnerWork")});
@@ -416,14 +379,14 @@ TEST_F(CallStacks, ThirtyTwoBitProducerLogsAFourByteBase)
     RenderImage(image);
     const auto lines = TraceLines();
     EXPECT_EQ(0u,
-              lines.at(lines.size() - 2).find("   INFO : Loaded [" + module.path + "] between [0x0000000010000000]"));
+              lines.at(lines.size() - 2).find("   INFO : Loaded [" + module.pathText + "] between [0x0000000010000000]"));
 }
 
 TEST_F(CallStacks, SizesThatDisagreeWithTheTemplateAreInvalidData)
 {
     tdh.OverridePropertySize(L"size", 8);
     RenderImage(Image());
-    EXPECT_EQ("  ERROR : Failed to locate size for module [" + module.path + "] with error [13]",
+    EXPECT_EQ("  ERROR : Failed to locate size for module [" + module.pathText + "] with error [13]",
               TraceLines().at(TraceLines().size() - 2));
 }
 
@@ -431,7 +394,7 @@ TEST_F(CallStacks, BaseOfAnOddSizeIsInvalidData)
 {
     tdh.OverridePropertySize(L"base", 6);
     RenderImage(Image());
-    EXPECT_EQ("  ERROR : Failed to locate base address for module [" + module.path + "] with error [13]",
+    EXPECT_EQ("  ERROR : Failed to locate base address for module [" + module.pathText + "] with error [13]",
               TraceLines().at(TraceLines().size() - 2));
 }
 
@@ -440,7 +403,7 @@ TEST_F(CallStacks, InvalidDebugTextIsCaught)
     Testing::ImageFields image = Image();
     image.debug = "**";
     RenderImage(image);
-    EXPECT_EQ("  ERROR : Failed to load symbols for module [" + module.path +
+    EXPECT_EQ("  ERROR : Failed to load symbols for module [" + module.pathText +
                   "] error [Input is not valid base64-encoded data.]",
               TraceLines().at(TraceLines().size() - 2));
 }
@@ -482,7 +445,7 @@ TEST_F(CallStacks, ModuleIsLoadedUnderTheProcessIdWithItsDebugDirectories)
     const ModuleLoad& load = moduleLoads[0];
     EXPECT_EQ(reinterpret_cast<HANDLE>(uintptr_t{loggedProcess}), load.process);
     EXPECT_EQ(nullptr, load.file);
-    EXPECT_EQ(module.path, load.imageName);
+    EXPECT_EQ(module.pathText, load.imageName);
     EXPECT_FALSE(load.hasModuleName);
     EXPECT_EQ(module.base, load.base);
     EXPECT_EQ(module.size, load.size);
@@ -500,7 +463,7 @@ TEST_F(CallStacks, ALoadThatFailsIsTraced)
     fakedLoad = std::make_pair(DWORD64{0}, DWORD{ERROR_FILE_NOT_FOUND});
     RenderImage(Image());
     const auto lines = TraceLines();
-    EXPECT_EQ("  ERROR : Failed to load module [" + module.path + "] with error [2]", lines.at(lines.size() - 2));
+    EXPECT_EQ("  ERROR : Failed to load module [" + module.pathText + "] with error [2]", lines.at(lines.size() - 2));
 }
 
 TEST_F(CallStacks, AnotherAddressWithoutAnErrorCountsAsLoaded)
@@ -509,7 +472,7 @@ TEST_F(CallStacks, AnotherAddressWithoutAnErrorCountsAsLoaded)
     fakedLoad = std::make_pair(DWORD64{0}, DWORD{ERROR_SUCCESS});
     RenderImage(Image());
     const auto lines = TraceLines();
-    EXPECT_EQ(0u, lines.at(lines.size() - 2).find("   INFO : Loaded [" + module.path + "] between ["));
+    EXPECT_EQ(0u, lines.at(lines.size() - 2).find("   INFO : Loaded [" + module.pathText + "] between ["));
 }
 
 TEST_F(CallStacks, SymInitializeThatCannotBeHadIsTracedOnce)
