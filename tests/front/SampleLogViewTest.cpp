@@ -4,6 +4,8 @@
 // field at the offsets of the Kernel-Process manifest's templates.
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/TraceLines.h"
+#include "tests/support/ViewerTimestamp.h"
 
 #include <gtest/gtest.h>
 
@@ -18,32 +20,6 @@ namespace {
 std::filesystem::path SampleLog(const wchar_t* name)
 {
     return Testing::SiblingExecutable(L"data") / L"etl" / name;
-}
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    size_t start = 0;
-    for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
-        lines.push_back(text.substr(start, end - start));
-        start = end + 2;
-    }
-    return lines;
-}
-
-// The viewer's time stamp for a UTC file time: local date and time, milliseconds of the
-// stamp itself.
-std::string LocalStamp(long long fileTime)
-{
-    FILETIME utc{static_cast<DWORD>(fileTime & 0xFFFFFFFF), static_cast<DWORD>(fileTime >> 32)};
-    FILETIME local{};
-    SYSTEMTIME time{};
-    ::FileTimeToLocalFileTime(&utc, &local);
-    ::FileTimeToSystemTime(&local, &time);
-    char text[32];
-    std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth, time.wDay,
-                  time.wHour, time.wMinute, time.wSecond, static_cast<unsigned>((fileTime % 10000000) / 10000));
-    return text;
 }
 
 // The first line holding the text, or empty.
@@ -67,22 +43,23 @@ TEST(SampleLogView, KernelProcessOfWindows7ShowsProcessThreadAndImageEventsAsThe
                                                            L"/process", L"/threads", L"/images"});
     ASSERT_EQ(0u, result.exitCode) << result.err;
     EXPECT_EQ("", result.err);
-    const std::vector<std::string> lines = Lines(result.out);
+    const std::vector<std::string> lines = Testing::SplitLines(result.out);
     // Every Kernel-Process event of ids 1 to 6 in the file (4 + 4 + 287 + 264 + 1115 + 1153),
     // one line each.
     EXPECT_EQ(2827u, lines.size());
     // Event 1 version 0 at file time 129328528807281303: ProcessID 5864, ParentProcessID
     // 3324, SessionID 1, written by thread 8048 of process 3324.
-    EXPECT_EQ(LocalStamp(129328528807281303) +
+    EXPECT_EQ(Testing::ViewerTimestamp(129328528807281303) +
                   " Kernel(3324:8048) Information Process started \\Device\\HarddiskVolume2\\Program Files "
                   "(x86)\\Microsoft Visual Studio 10.0\\Common7\\IDE\\devenv.exe with pid 5864 by parent 3324 in "
                   "session 1",
               FirstWith(lines, "Process started"));
     // Event 3 version 1 at 129328528696771104: ProcessID 3664, ThreadID 6368.
-    EXPECT_EQ(LocalStamp(129328528696771104) + " Kernel(3664:2900) Information Thread started 6368 in pid 3664",
+    EXPECT_EQ(Testing::ViewerTimestamp(129328528696771104) +
+                  " Kernel(3664:2900) Information Thread started 6368 in pid 3664",
               FirstWith(lines, "Thread started"));
     // Event 5 version 0 at 129328528700842840: ProcessID 2800.
-    EXPECT_EQ(LocalStamp(129328528700842840) +
+    EXPECT_EQ(Testing::ViewerTimestamp(129328528700842840) +
                   " Kernel(2800:4200) Information Image loaded \\Windows\\SysWOW64\\CCM\\CCMAuthMessageHook.dll in pid "
                   "2800",
               FirstWith(lines, "Image loaded"));
@@ -96,7 +73,7 @@ TEST(SampleLogView, OneProcessKeepsOnlyItsOwnEvents)
                           {L"VIEW", L"/nologo", L"/level:info",
                            L"/file:" + SampleLog(L"KernelProcess-Win7.etl").wstring(), L"/process:5864"});
     ASSERT_EQ(0u, result.exitCode) << result.err;
-    const std::vector<std::string> lines = Lines(result.out);
+    const std::vector<std::string> lines = Testing::SplitLines(result.out);
     ASSERT_EQ(2u, lines.size());
     EXPECT_NE(std::string::npos,
               lines[0].find("Process started \\Device\\HarddiskVolume2\\Program Files (x86)"
@@ -127,7 +104,7 @@ TEST(SampleLogView, TruncatedLogIsReportedWithTheBufferAndOffset)
         Testing::SiblingExecutable(L"ksdiag.exe"), {L"VIEW", L"/nologo", L"/level:debug", L"/file:" + copy.wstring()});
     std::filesystem::remove(copy);
     EXPECT_EQ(1u, result.exitCode);
-    const std::vector<std::string> lines = Lines(result.out);
+    const std::vector<std::string> lines = Testing::SplitLines(result.out);
     ASSERT_EQ(2u, lines.size()) << result.out;
     // The reader's own account: which buffer, where in the file, and by how much it is cut.
     EXPECT_EQ("Buffer size at offset 0x0 of buffer 2 (file offset 0x4000) is 0x2000, which runs past the end of "

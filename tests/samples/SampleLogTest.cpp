@@ -6,6 +6,8 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TempDirectory.h"
+#include "tests/support/TraceLines.h"
+#include "tests/support/ViewerTimestamp.h"
 
 #include <gtest/gtest.h>
 
@@ -36,35 +38,16 @@ std::string Bytes(const std::filesystem::path& path)
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    size_t start = 0;
-    for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", start)) {
-        lines.push_back(text.substr(start, end - start));
-        start = end + 2;
-    }
-    return lines;
-}
-
 // The viewer's time stamp of the event written at this many milliseconds into the session.
 std::string Stamp(long long milliseconds)
 {
-    const long long fileTime = sessionStart + milliseconds * millisecond;
-    FILETIME utc{static_cast<DWORD>(fileTime & 0xFFFFFFFF), static_cast<DWORD>(fileTime >> 32)};
-    FILETIME local{};
-    SYSTEMTIME time{};
-    ::FileTimeToLocalFileTime(&utc, &local);
-    ::FileTimeToSystemTime(&local, &time);
-    char text[32];
-    std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth, time.wDay,
-                  time.wHour, time.wMinute, time.wSecond, static_cast<unsigned>(milliseconds % 1000));
-    return text;
+    return Testing::ViewerTimestamp(sessionStart + milliseconds * millisecond);
 }
 
 Testing::ChildResult View(const std::vector<std::wstring>& options)
 {
-    std::vector<std::wstring> arguments{L"VIEW", L"/nologo", L"/file:" + (Samples() / L"kestrova-sample.etl").wstring()};
+    std::vector<std::wstring> arguments{L"VIEW", L"/nologo",
+                                        L"/file:" + (Samples() / L"kestrova-sample.etl").wstring()};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return Testing::RunChild(Testing::SiblingExecutable(L"ksdiag.exe"), arguments);
 }
@@ -89,7 +72,7 @@ TEST(SampleLog, ViewShowsEveryEventAtDebugLevel)
     const Testing::ChildResult result = View({L"/level:debug"});
     ASSERT_EQ(0u, result.exitCode) << result.err;
     EXPECT_EQ("", result.err);
-    const std::vector<std::string> lines = Lines(result.out);
+    const std::vector<std::string> lines = Testing::SplitLines(result.out);
     const std::vector<std::string> expected = {
         Stamp(10) + service + "4124) ServiceMain",
         Stamp(13) + service + "4124) Information service : Service started { version:\"4.2.1.0\" }",
@@ -123,8 +106,9 @@ TEST(SampleLog, ViewShowsEveryEventAtDebugLevel)
             EXPECT_EQ(expected[index], lines[index]) << "line " << index;
         }
     }
-    const std::regex fault(std::regex_replace(Stamp(870) + agent, std::regex(R"([.()])"), R"(\$&)") +
-                           R"( Critical Fault\. Minidump written to .*\\fault_[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\.dmp)");
+    const std::regex fault(
+        std::regex_replace(Stamp(870) + agent, std::regex(R"([.()])"), R"(\$&)") +
+        R"( Critical Fault\. Minidump written to .*\\fault_[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\.dmp)");
     EXPECT_TRUE(std::regex_match(lines[16], fault)) << lines[16];
 }
 
@@ -135,7 +119,7 @@ TEST(SampleLog, CallStackResolvesThroughTheSampleModule)
     Testing::ScopedEnvironment symbolPath("_NT_SYMBOL_PATH", Samples().string());
     const Testing::ChildResult result = View({L"/level:info", L"/callstack"});
     ASSERT_EQ(0u, result.exitCode) << result.err;
-    const std::vector<std::string> lines = Lines(result.out);
+    const std::vector<std::string> lines = Testing::SplitLines(result.out);
     ASSERT_GE(lines.size(), 13u) << result.out;
     EXPECT_EQ(Stamp(11) + service + "4124) Image kestrova-sample-module.dll 4.2.1.0 (AMD64)", lines[0]);
     EXPECT_EQ(Stamp(68) + service +
@@ -170,8 +154,7 @@ TEST(SampleLog, FaultWritesAMinidumpDbgHelpReads)
     const auto* exception = static_cast<const MINIDUMP_EXCEPTION_STREAM*>(stream);
     EXPECT_EQ(6716u, exception->ThreadId);
     EXPECT_EQ(static_cast<ULONG32>(EXCEPTION_ACCESS_VIOLATION), exception->ExceptionRecord.ExceptionCode);
-    ASSERT_TRUE(
-        ::MiniDumpReadDumpStream(const_cast<char*>(dump.data()), ModuleListStream, &directory, &stream, &size));
+    ASSERT_TRUE(::MiniDumpReadDumpStream(const_cast<char*>(dump.data()), ModuleListStream, &directory, &stream, &size));
     const auto* modules = static_cast<const MINIDUMP_MODULE_LIST*>(stream);
     ASSERT_EQ(1u, modules->NumberOfModules);
     EXPECT_LE(modules->Modules[0].BaseOfImage, exception->ExceptionRecord.ExceptionAddress);

@@ -1,6 +1,7 @@
 #include "tests/viewer/ViewerFixture.h"
 
 #include "tests/support/TraceLines.h"
+#include "tests/support/ViewerTimestamp.h"
 #include "trace/DebugTrace.h"
 #include "viewer/EventCallback.h"
 #include "viewer/ManifestExtraction.h"
@@ -74,15 +75,8 @@ std::wstring ViewerTest::DefaultTimestamp()
 
 std::wstring TimestampText(long long fileTime)
 {
-    FILETIME utc{static_cast<DWORD>(fileTime & 0xFFFFFFFF), static_cast<DWORD>(fileTime >> 32)};
-    FILETIME local{};
-    SYSTEMTIME time{};
-    ::FileTimeToLocalFileTime(&utc, &local);
-    ::FileTimeToSystemTime(&local, &time);
-    wchar_t text[64];
-    std::swprintf(text, 64, L"%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth, time.wDay, time.wHour,
-                  time.wMinute, time.wSecond, static_cast<unsigned>((fileTime % 10000000) / 10000));
-    return text;
+    const std::string text = ViewerTimestamp(fileTime);
+    return std::wstring(text.begin(), text.end());
 }
 
 } // namespace Testing
