@@ -62,7 +62,7 @@ TRACELOGGING = {
                               "Message": "Failed to open volume C:\\WINDOWS\\system32\\lxss\\tools, result -2\n"}),
     "AMSITrace.etl": (3, {"Engine": "PowerShell_C:\\Windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe_10.0.18362.1",
                           "Script": "Get-Alias", "Raw Script": "Get-Alias"}),
-    "SelfDescribingSingleEvent.etl": (20, {"a": {"b": "Hello", "c": "World!"}}),
+    "SelfDescribingSingleEvent.etl": (16, {"a": {"b": "Hello", "c": "World!"}}),
 }
 
 results = collections.Counter()
@@ -145,7 +145,13 @@ def check_sample(args, name):
               "%s line %d: %r" % (name, line + 1, objects[line].get("properties")))
 
 
-TEXT_LINE = re.compile(r"^(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}) (.*?)\((?:(\d+):)?(\d+):(\d+)\) (\S+) (.*)$")
+# The text view's line: time, source(session:pid:tid), the level's name where the event's
+# description has one (the product's own levels Enter, Exit and Debug have none), the text.
+TEXT_LINE = re.compile(r"^(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}) (.*?)\((?:(\d+):)?(\d+):(\d+)\) (.*)$")
+
+
+def what_line(line):
+    return "product log, " + line
 
 
 def check_agreement(args, path):
@@ -161,14 +167,18 @@ def check_agreement(args, path):
         match = TEXT_LINE.match(line)
         if not check(match is not None, "product log: text line %r" % line):
             continue
-        stamp, source, session, pid, tid, level, body = match.groups()
+        stamp, source, session, pid, tid, rest = match.groups()
+        level = event["level"].get("name")
+        if level is not None:
+            check(rest.startswith(level + " "), what_line(line) + ": level " + level)
+            rest = rest[len(level) + 1:]
+        body = rest
         properties = event["properties"]
         task = event["task"]
         what = "product log, " + line
         check(event["time"][:23] == stamp.replace(" ", "T"), what + ": time " + event["time"])
         check((event["pid"], event["tid"]) == (int(pid), int(tid)), what + ": pid and tid")
         check(event.get("session") == (int(session) if session else None), what + ": session")
-        check(event["level"]["name"] == level, what + ": level " + event["level"]["name"])
         check(event["provider"] == {"name": "Kestrova-Diagnostics", "guid": PRODUCT}, what + ": provider")
         check(properties["ProcessName"] == source, what + ": source")
         if task == 3:
@@ -186,21 +196,22 @@ def check_agreement(args, path):
 
 def check_hostile(args, path):
     objects = view_json(args, path, ["/all"])
-    if objects is None or not check(len(objects) == 7, "hostile log: 7 lines (header and 6 events)"):
+    # The header buffer's two EventTrace records, then the six events.
+    if objects is None or not check(len(objects) == 8, "hostile log: 8 lines, not %d" % len(objects)):
         return
     controls = "".join(chr(c) for c in range(1, 0x20)) + "\x7f\x80\x9b\x9f\"\\/\x1b[31mred\x1b[0m"
     lone = "a\ufffdb\ufffdc\U0001F600d\ufffd"
-    for version, event in ((1, objects[1]), (2, objects[2])):
+    for version, event in ((1, objects[2]), (2, objects[3])):
         check(event["properties"]["Name"] == controls, "hostile v%d: Name %r" % (version, event["properties"]["Name"]))
         check(event["properties"]["Message"] == lone, "hostile v%d: Message %r" % (version,
                                                                                    event["properties"]["Message"]))
         check(event["properties"]["Arguments"] == "\u65e5\u672c \U0001F600", "hostile v%d: Arguments" % version)
-    check(objects[3]["properties"]["Message"] == "bad" + "\ufffd" * 9, "hostile: bytes that are not UTF-8: %r" %
-          objects[3]["properties"]["Message"])
-    check(objects[3]["properties"]["Arguments"] == "\x1b]0;title\x07", "hostile: an escape sequence")
-    check(objects[4]["properties"] == {"ProcessName": controls, "Message": lone}, "hostile: trace event")
-    check(objects[5]["properties"]["SubscriberName"] == controls, "hostile: Winlogon subscriber")
-    check(objects[6]["decoded"] is False and objects[6]["data"] == "AP8bIlyA", "hostile: unknown provider's data")
+    check(objects[4]["properties"]["Name"] == "bad" + "\ufffd" * 9, "hostile: bytes that are not UTF-8: %r" %
+          objects[4]["properties"]["Name"])
+    check(objects[4]["properties"]["Message"] == "\x1b]0;title\x07", "hostile: an escape sequence")
+    check(objects[5]["properties"] == {"ProcessName": controls, "Message": lone}, "hostile: trace event")
+    check(objects[6]["properties"]["SubscriberName"] == controls, "hostile: Winlogon subscriber")
+    check(objects[7]["decoded"] is False and objects[7]["data"] == "AP8bIlyA", "hostile: unknown provider's data")
 
 
 def main():
