@@ -73,10 +73,10 @@ std::u16string FormatProperty(const Event& event, const EventDescription& descri
     return text;
 }
 
-std::u16string FormatEventMessage(const Event& event, const EventDescription& description)
+void AppendMessageWithInserts(std::u16string_view message, size_t propertyCount,
+                              const std::function<void(size_t index, std::u16string& text)>& appendProperty,
+                              std::u16string& text)
 {
-    const std::u16string& message = description.message;
-    std::u16string text;
     for (size_t at = 0; at < message.size(); ++at) {
         const char16_t c = message[at];
         if (c != u'%' || at + 1 >= message.size()) {
@@ -95,10 +95,10 @@ std::u16string FormatEventMessage(const Event& event, const EventDescription& de
                 const size_t close = message.find(u'!', end + 1);
                 end = close == std::u16string::npos ? end : close + 1;
             }
-            if (number <= description.topLevelPropertyCount) {
-                text += FormatProperty(event, description, number - 1);
+            if (number <= propertyCount) {
+                appendProperty(number - 1, text);
             } else {
-                text.append(message, at, end - at);
+                text.append(message.substr(at, end - at));
             }
             at = end - 1;
             continue;
@@ -122,6 +122,15 @@ std::u16string FormatEventMessage(const Event& event, const EventDescription& de
         }
         ++at;
     }
+}
+
+std::u16string FormatEventMessage(const Event& event, const EventDescription& description)
+{
+    std::u16string text;
+    AppendMessageWithInserts(
+        description.message, description.topLevelPropertyCount,
+        [&event, &description](size_t index, std::u16string& to) { to += FormatProperty(event, description, index); },
+        text);
     return text;
 }
 

@@ -67,9 +67,27 @@ public:
     // (with all) every element.
     PropertyLocation Locate(size_t target, uint32_t arrayIndex, std::vector<PropertyLocation>* all = nullptr)
     {
+        return LocateInSequence(0, 0, 0, target, arrayIndex, all);
+    }
+
+    // Locates the member at that position of the struct instance that starts at offset.
+    PropertyLocation LocateMember(const PropertyDescription& structure, size_t offset, size_t member,
+                                  uint32_t arrayIndex)
+    {
+        if (size_t{structure.structStartIndex} + structure.structMemberCount > properties.size()) {
+            return PropertyLocation{StatusNotSupported, 0, 0};
+        }
+        return LocateInSequence(structure.structStartIndex, offset, 1, member, arrayIndex, nullptr);
+    }
+
+private:
+    // Walks the items of one sequence (the top-level properties from flat index 0, or one struct
+    // instance's members), starting at offset, up to the item at position target.
+    PropertyLocation LocateInSequence(size_t first, size_t offset, unsigned depth, size_t target, uint32_t arrayIndex,
+                                      std::vector<PropertyLocation>* all)
+    {
         SequenceExtents extents(target + 1);
-        Sequence sequence{0, &extents, 0};
-        size_t offset = 0;
+        Sequence sequence{first, &extents, 0};
         for (size_t index = 0; index <= target; ++index) {
             Elements elements;
             if (index == target) {
@@ -79,7 +97,7 @@ public:
                 }
             }
             size_t size = 0;
-            const uint32_t status = MeasureProperty(index, offset, sequence, 0, elements, size);
+            const uint32_t status = MeasureProperty(first + index, offset, sequence, depth, elements, size);
             if (status != StatusSuccess) {
                 return PropertyLocation{status, 0, 0};
             }
@@ -95,7 +113,6 @@ public:
         return PropertyLocation{StatusNotFound, 0, 0};
     }
 
-private:
     size_t Remaining(size_t offset) const { return offset <= data.size() ? data.size() - offset : 0; }
 
     // The unsigned value of an earlier item of the same sequence: a length or a count.
@@ -386,6 +403,38 @@ PropertyLocation LocateProperty(const Event& event, const EventDescription& desc
         return PropertyLocation{StatusNotFound, 0, 0};
     }
     return LocatePropertyAt(event, description, index, arrayIndex);
+}
+
+PropertyLocation LocateStructMember(const Event& event, const EventDescription& description,
+                                    std::u16string_view structName, uint32_t structElement,
+                                    std::u16string_view memberName, uint32_t memberArrayIndex)
+{
+    const size_t index = description.FindTopLevelProperty(structName);
+    if (index == EventDescription::npos || index >= description.properties.size()) {
+        return PropertyLocation{StatusNotFound, 0, 0};
+    }
+    const PropertyDescription& structure = description.properties[index];
+    if (!structure.IsStruct()) {
+        return PropertyLocation{StatusNotFound, 0, 0};
+    }
+    // The single instance of a struct that is no array is its element 0.
+    const uint32_t element = structElement == allElements && !structure.IsArray() ? allElements : structElement;
+    if (element == allElements && structure.IsArray()) {
+        return PropertyLocation{statusBadArrayIndex, 0, 0};
+    }
+    const PropertyLocation instance = LocatePropertyAt(event, description, index, element);
+    if (instance.status != StatusSuccess) {
+        return instance;
+    }
+    const size_t end =
+        std::min(description.properties.size(), size_t{structure.structStartIndex} + structure.structMemberCount);
+    for (size_t member = structure.structStartIndex; member < end; ++member) {
+        if (description.properties[member].name == memberName) {
+            return Walker(event, description)
+                .LocateMember(structure, instance.offset, member - structure.structStartIndex, memberArrayIndex);
+        }
+    }
+    return PropertyLocation{StatusNotFound, 0, 0};
 }
 
 } // namespace Etl

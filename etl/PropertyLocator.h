@@ -51,4 +51,13 @@ PropertyLocation LocatePropertyAt(const Event& event, const EventDescription& de
 uint32_t LocateElements(const Event& event, const EventDescription& description, size_t index,
                         std::vector<PropertyLocation>& elements);
 
+// A member of a top-level struct property, as TdhGetProperty finds one through two
+// PROPERTY_DATA_DESCRIPTORs: the struct by name and, when it is an array, the element
+// (allElements for a struct that is no array, which then means its one instance); then the
+// member by name among that struct's members, and memberArrayIndex as in LocateProperty. The
+// answers are LocateProperty's; statusBadArrayIndex also for a struct array without an element.
+PropertyLocation LocateStructMember(const Event& event, const EventDescription& description,
+                                    std::u16string_view structName, uint32_t structElement,
+                                    std::u16string_view memberName, uint32_t memberArrayIndex = allElements);
+
 } // namespace Etl

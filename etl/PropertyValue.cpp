@@ -235,18 +235,9 @@ void CivilFromDays(int64_t days, int64_t& year, unsigned& month, unsigned& day)
 
 std::u16string FileTimeText(uint64_t ticks)
 {
-    constexpr uint64_t ticksPerSecond = 10000000;
-    constexpr uint64_t secondsPerDay = 86400;
-    constexpr int64_t daysFrom1601To1970 = 134774;
-    const uint64_t seconds = ticks / ticksPerSecond;
-    int64_t year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    CivilFromDays(static_cast<int64_t>(seconds / secondsPerDay) - daysFrom1601To1970, year, month, day);
-    const uint64_t secondOfDay = seconds % secondsPerDay;
-    return Padded(static_cast<uint64_t>(year), 4) + u"-" + Padded(month, 2) + u"-" + Padded(day, 2) + u"T" +
-           Padded(secondOfDay / 3600, 2) + u":" + Padded(secondOfDay / 60 % 60, 2) + u":" +
-           Padded(secondOfDay % 60, 2) + u"." + Padded(ticks % ticksPerSecond, 7) + u"Z";
+    std::u16string text;
+    AppendFileTimeText(ticks, text);
+    return text;
 }
 
 std::u16string SidText(const SidValue& sid)
@@ -315,6 +306,43 @@ struct Formatter {
 };
 
 } // namespace
+
+void AppendFileTimeText(uint64_t ticks, std::u16string& text)
+{
+    constexpr uint64_t ticksPerSecond = 10000000;
+    constexpr uint64_t secondsPerDay = 86400;
+    constexpr int64_t daysFrom1601To1970 = 134774;
+    const uint64_t seconds = ticks / ticksPerSecond;
+    int64_t year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    CivilFromDays(static_cast<int64_t>(seconds / secondsPerDay) - daysFrom1601To1970, year, month, day);
+    const uint64_t secondOfDay = seconds % secondsPerDay;
+    // Digit by digit into the caller's string: the JSON view stamps every event with this.
+    const auto digits = [&text](uint64_t value, unsigned width) {
+        char16_t buffer[20];
+        for (unsigned at = width; at > 0; --at) {
+            buffer[at - 1] = static_cast<char16_t>(u'0' + value % 10);
+            value /= 10;
+        }
+        text.append(buffer, width);
+    };
+    // A FILETIME reaches no further than the year 60056.
+    digits(static_cast<uint64_t>(year), year >= 10000 ? 5 : 4);
+    text.push_back(u'-');
+    digits(month, 2);
+    text.push_back(u'-');
+    digits(day, 2);
+    text.push_back(u'T');
+    digits(secondOfDay / 3600, 2);
+    text.push_back(u':');
+    digits(secondOfDay / 60 % 60, 2);
+    text.push_back(u':');
+    digits(secondOfDay % 60, 2);
+    text.push_back(u'.');
+    digits(ticks % ticksPerSecond, 7);
+    text.push_back(u'Z');
+}
 
 std::u16string FormatValue(const PropertyValue& value, uint16_t outType)
 {

@@ -83,4 +83,8 @@ PropertyValue DecodeValue(uint16_t inType, std::span<const uint8_t> bytes, unsig
 // "S-1-5-21-..."; binary as "0x" and two upper-case digits per byte; nothing as "".
 std::u16string FormatValue(const PropertyValue& value, uint16_t outType = 0);
 
+// Appends a FILETIME (100 ns since 1601-01-01 UTC) as FormatValue writes it,
+// "2010-10-29T19:07:49.6596360Z", allocating nothing once text has the room.
+void AppendFileTimeText(uint64_t ticks, std::u16string& text);
+
 } // namespace Etl

@@ -8,9 +8,9 @@ namespace Front {
 
 const char FileVersionText[] = KSDIAG_VERSION_TEXT;
 
-void PrintBanner()
+void PrintBanner(std::ostream& stream)
 {
-    std::cout << ProductName << " Diagnostics Utility, Version " << FileVersionText << "\n\n";
+    stream << ProductName << " Diagnostics Utility, Version " << FileVersionText << "\n\n";
 }
 
 } // namespace Front

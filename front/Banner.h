@@ -2,6 +2,8 @@
 
 // The first line of every run: product name and the four-part file version.
 
+#include <ostream>
+
 namespace Front {
 
 // The product's name as the banner and the help text print it.
@@ -12,8 +14,8 @@ constexpr char ProductName[] = "Kestrova";
 // running image would only add a way to fail before every command.
 extern const char FileVersionText[];
 
-// "Kestrova Diagnostics Utility, Version <FileVersionText>" and an empty line, on
-// standard output.
-void PrintBanner();
+// "Kestrova Diagnostics Utility, Version <FileVersionText>" and an empty line, on the
+// stream: standard output, or standard error when standard output is kept for JSON.
+void PrintBanner(std::ostream& stream);
 
 } // namespace Front

@@ -4,6 +4,7 @@
 #include "base/TextUtilities.h"
 #include "front/LevelParsing.h"
 #include "front/Operations.h"
+#include "front/TimeOption.h"
 
 namespace Front {
 
@@ -77,6 +78,46 @@ bool ReadReaderChoice(uint32_t& reader)
         return true;
     }
     return false;
+}
+
+bool ReadFormat(uint32_t& format)
+{
+    Base::Argument argument;
+    if (!ProcessArguments::Get("format", argument)) {
+        format = Viewer::FormatText;
+        return true;
+    }
+    const std::string word = Base::ToLower(argument.value);
+    if (word == "text") {
+        format = Viewer::FormatText;
+        return true;
+    }
+    if (word == "json") {
+        format = Viewer::FormatJson;
+        return true;
+    }
+    return false;
+}
+
+bool JsonFormatRequested()
+{
+    uint32_t format = Viewer::FormatText;
+    return ReadFormat(format) && format == Viewer::FormatJson;
+}
+
+OutputOptionsResult ReadOutputOptions(Viewer::ViewOptions& options)
+{
+    if (!ReadFormat(options.format)) {
+        return OutputOptionsResult::UnknownFormat;
+    }
+    options.all = ProcessArguments::Has("all");
+    if (options.all != 0 && options.format != Viewer::FormatJson) {
+        return OutputOptionsResult::AllNeedsJson;
+    }
+    if (!ReadTimeOption("from", options.from) || !ReadTimeOption("to", options.to)) {
+        return OutputOptionsResult::BadTime;
+    }
+    return OutputOptionsResult::Read;
 }
 
 } // namespace Front

@@ -38,4 +38,21 @@ bool ReadViewOptions(Viewer::ViewOptions& options);
 // Returns false for any other value, a bare /reader included; reader is then unchanged.
 bool ReadReaderChoice(uint32_t& reader);
 
+// /format: absent, FormatText; "text" or "json" in any case, that format. Returns false for
+// any other value, a bare /format included; format is then unchanged.
+bool ReadFormat(uint32_t& format);
+
+// Whether /format asks for JSON: the banner then goes to standard error, so that standard
+// output holds JSON only.
+bool JsonFormatRequested();
+
+// The choice of output of VIEW and LIVE after the level: /format, /all, /from and /to.
+enum class OutputOptionsResult {
+    Read,
+    UnknownFormat, // /format is neither text nor json
+    AllNeedsJson,  // /all without /format:json: the text view knows three providers only
+    BadTime,       // /from or /to is not an ISO 8601 time
+};
+OutputOptionsResult ReadOutputOptions(Viewer::ViewOptions& options);
+
 } // namespace Front

@@ -19,9 +19,35 @@ void PrintFailure(const char* command, uint32_t error)
     std::cerr << command << " failed with error " << std::dec << error << ".\n";
 }
 
+// The option failures of VIEW, LIVE and STATUS go to standard output, as they always did,
+// except when JSON is asked for: its standard output holds JSON only.
+std::ostream& OptionFailureStream()
+{
+    return JsonFormatRequested() ? std::cerr : std::cout;
+}
+
 void PrintViewLevelFailure(const std::string& program)
 {
-    std::cout << "Unrecognised level. " << RunForHelp(program) << "\n";
+    OptionFailureStream() << "Unrecognised level. " << RunForHelp(program) << "\n";
+}
+
+// Where the level failures go. False after printing one.
+bool ReadOutputOptionsOrSay(Viewer::ViewOptions& options, const std::string& program)
+{
+    switch (ReadOutputOptions(options)) {
+    case OutputOptionsResult::Read:
+        return true;
+    case OutputOptionsResult::UnknownFormat:
+        OptionFailureStream() << "Unrecognised format. " << RunForHelp(program) << "\n";
+        return false;
+    case OutputOptionsResult::AllNeedsJson:
+        OptionFailureStream() << "The all option needs /format:json. " << RunForHelp(program) << "\n";
+        return false;
+    case OutputOptionsResult::BadTime:
+        OptionFailureStream() << "Unrecognised time. " << RunForHelp(program) << "\n";
+        return false;
+    }
+    return false;
 }
 
 } // namespace
@@ -72,8 +98,11 @@ int RunView(const std::string& program)
         return 1;
     }
     if (!ReadReaderChoice(options.reader)) {
-        // On standard output, as the level failures are.
-        std::cout << "Unrecognised reader. " << RunForHelp(program) << "\n";
+        // Where the level failures go.
+        OptionFailureStream() << "Unrecognised reader. " << RunForHelp(program) << "\n";
+        return 1;
+    }
+    if (!ReadOutputOptionsOrSay(options, program)) {
         return 1;
     }
     const uint32_t result = CommandOperations().ViewLogFile(file, options);
@@ -84,9 +113,16 @@ int RunView(const std::string& program)
     return 0;
 }
 
-int RunStatus(const std::string&)
+int RunStatus(const std::string& program)
 {
-    return CommandOperations().ReportStatus() != ERROR_SUCCESS ? 1 : 0;
+    uint32_t format = Viewer::FormatText;
+    if (!ReadFormat(format)) {
+        OptionFailureStream() << "Unrecognised format. " << RunForHelp(program) << "\n";
+        return 1;
+    }
+    const Operations& operations = CommandOperations();
+    const uint32_t result = format == Viewer::FormatJson ? operations.ReportStatusJson() : operations.ReportStatus();
+    return result != ERROR_SUCCESS ? 1 : 0;
 }
 
 int RunLive(const std::string& program)
@@ -94,6 +130,9 @@ int RunLive(const std::string& program)
     Viewer::ViewOptions options;
     if (!ReadViewOptions(options)) {
         PrintViewLevelFailure(program);
+        return 1;
+    }
+    if (!ReadOutputOptionsOrSay(options, program)) {
         return 1;
     }
     CommandOperations().RunLiveView(options);

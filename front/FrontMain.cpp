@@ -6,6 +6,7 @@
 #include "base/ProcessArguments.h"
 #include "base/TextUtilities.h"
 #include "front/Banner.h"
+#include "front/CommandOptions.h"
 #include "front/Commands.h"
 #include "front/WideCommandLine.h"
 #include "trace/DebugTrace.h"
@@ -49,7 +50,7 @@ int Run(int argc, char** argv, const wchar_t* const* wideArgv)
     ProcessArguments::Populate(argc, argv, wideArgv);
 
     if (!ProcessArguments::Has("nologo")) {
-        PrintBanner();
+        PrintBanner(JsonFormatRequested() ? std::cerr : std::cout);
     }
     const std::string program = argc > 0 && argv[0] != nullptr ? argv[0] : "";
     if (ProcessArguments::CommandLineCount() < 2) {

@@ -8,7 +8,8 @@ namespace Front {
 const Operations& SystemOperations()
 {
     static const Operations system{Session::StartLog,           Session::StopLog,    Session::ReportStatus,
-                                   Session::DefaultLogFilePath, Viewer::ViewLogFile, Viewer::RunLiveView};
+                                   Session::DefaultLogFilePath, Viewer::ViewLogFile, Viewer::RunLiveView,
+                                   Session::ReportStatusJson};
     return system;
 }
 

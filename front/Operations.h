@@ -1,6 +1,6 @@
 #pragma once
 
-// The five operations the commands end in, and the default log path, reached through
+// The operations the commands end in, and the default log path, reached through
 // one table as the platform is. The session and the viewer are whole subsystems with
 // ETW behind them; through this table the dispatch, the option records handed over and
 // the result lines can be exercised without starting a session or reading a log.
@@ -22,6 +22,7 @@ struct Operations {
     std::wstring (*DefaultLogFilePath)();
     uint32_t (*ViewLogFile)(const std::wstring& path, Viewer::ViewOptions& options);
     void (*RunLiveView)(Viewer::ViewOptions& options);
+    uint32_t (*ReportStatusJson)(); // STATUS /format:json
 };
 
 // The table in force for the process.

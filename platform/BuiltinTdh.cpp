@@ -26,6 +26,7 @@ struct BuiltinState {
     std::vector<uint8_t> scratch;
     Etl::Event event; // reused: converting a record allocates nothing once it has met its widest
     std::u16string name;
+    std::u16string member;
 };
 
 BuiltinState& State()
@@ -136,14 +137,34 @@ ULONG WINAPI GetEventInformation(PEVENT_RECORD record, ULONG contextCount, PTDH_
     return ERROR_SUCCESS;
 }
 
-// Where the one property the descriptors name lies in the record's user data.
+// The name a descriptor points to, as the decoder spells it.
+void DescriptorName(const PROPERTY_DATA_DESCRIPTOR& descriptor, std::u16string& name)
+{
+    name.clear();
+    for (const auto* unit = reinterpret_cast<const wchar_t*>(descriptor.PropertyName); *unit != L'\0'; ++unit) {
+        name.push_back(static_cast<char16_t>(*unit));
+    }
+}
+
+uint32_t ElementIndex(const PROPERTY_DATA_DESCRIPTOR& descriptor)
+{
+    return descriptor.ArrayIndex == ULONG_MAX ? Etl::allElements : descriptor.ArrayIndex;
+}
+
+// Where the property the descriptors name lies in the record's user data: one descriptor for a
+// top-level property, two for a member of a top-level struct (TDH's structs hold no structs).
 Etl::PropertyLocation Locate(const EVENT_RECORD* record, ULONG contextCount, const TDH_CONTEXT* context,
                              ULONG descriptorCount, const PROPERTY_DATA_DESCRIPTOR* descriptors)
 {
-    if (record == nullptr || descriptors == nullptr || descriptorCount == 0 || descriptors[0].PropertyName == 0) {
+    if (record == nullptr || descriptors == nullptr || descriptorCount == 0) {
         return {ERROR_INVALID_PARAMETER, 0, 0};
     }
-    if (descriptorCount > 1) {
+    for (ULONG index = 0; index < descriptorCount; ++index) {
+        if (descriptors[index].PropertyName == 0) {
+            return {ERROR_INVALID_PARAMETER, 0, 0};
+        }
+    }
+    if (descriptorCount > 2) {
         return {ERROR_NOT_SUPPORTED, 0, 0};
     }
     Etl::Event& event = EventOf(*record, contextCount, context);
@@ -152,12 +173,14 @@ Etl::PropertyLocation Locate(const EVENT_RECORD* record, ULONG contextCount, con
         return {ERROR_NOT_FOUND, 0, 0};
     }
     std::u16string& name = State().name;
-    name.clear();
-    for (const auto* unit = reinterpret_cast<const wchar_t*>(descriptors[0].PropertyName); *unit != L'\0'; ++unit) {
-        name.push_back(static_cast<char16_t>(*unit));
+    DescriptorName(descriptors[0], name);
+    if (descriptorCount == 1) {
+        return Etl::LocateProperty(event, *description, name, ElementIndex(descriptors[0]));
     }
-    const uint32_t index = descriptors[0].ArrayIndex == ULONG_MAX ? Etl::allElements : descriptors[0].ArrayIndex;
-    return Etl::LocateProperty(event, *description, name, index);
+    std::u16string& member = State().member;
+    DescriptorName(descriptors[1], member);
+    return Etl::LocateStructMember(event, *description, name, ElementIndex(descriptors[0]), member,
+                                   ElementIndex(descriptors[1]));
 }
 
 ULONG WINAPI GetPropertySize(PEVENT_RECORD record, ULONG contextCount, PTDH_CONTEXT context, ULONG descriptorCount,

@@ -41,12 +41,19 @@ ULONG AppendKeywordNames(std::vector<uint8_t>& block, const std::vector<std::u16
     return offset;
 }
 
-EVENT_PROPERTY_INFO PropertyInformation(const Etl::PropertyDescription& property, std::vector<uint8_t>& block)
+EVENT_PROPERTY_INFO PropertyInformation(const Etl::PropertyDescription& property, size_t index,
+                                        std::vector<uint8_t>& block)
 {
     EVENT_PROPERTY_INFO information{};
-    // The decoder's own "count in the data" mark has no TDH flag; the element count is then
-    // read by whoever walks the data, so the structure says nothing of it.
+    // The decoder's own "count in the data" mark has no TDH flag. Such an array's count is
+    // variable, so it is described as one whose count another property holds; no property
+    // does, so the index names the array itself, and its elements are found by ArrayIndex
+    // until TdhGetProperty refuses the index.
     information.Flags = static_cast<PROPERTY_FLAGS>(property.flags & ~Etl::PropertyCountInData);
+    const bool countInData = (property.flags & Etl::PropertyCountInData) != 0;
+    if (countInData) {
+        information.Flags = static_cast<PROPERTY_FLAGS>(information.Flags | PropertyParamCount);
+    }
     information.NameOffset = Append(block, property.name);
     if (property.IsStruct()) {
         information.structType.StructStartIndex = property.structStartIndex;
@@ -56,7 +63,7 @@ EVENT_PROPERTY_INFO PropertyInformation(const Etl::PropertyDescription& property
         information.nonStructType.OutType = property.outType;
         information.nonStructType.MapNameOffset = Append(block, property.mapName);
     }
-    information.count = property.count;
+    information.count = countInData ? static_cast<USHORT>(index) : property.count;
     information.length = property.length;
     information.Reserved = property.tags & 0x0FFFFFFF;
     return information;
@@ -95,8 +102,8 @@ void BuildEventInformation(const Etl::EventDescription& description, std::vector
 
     std::vector<EVENT_PROPERTY_INFO> properties;
     properties.reserve(count);
-    for (const Etl::PropertyDescription& property : description.properties) {
-        properties.push_back(PropertyInformation(property, block));
+    for (size_t index = 0; index < count; ++index) {
+        properties.push_back(PropertyInformation(description.properties[index], index, block));
     }
     std::memcpy(block.data(), &header, arrayOffset);
     if (count > 0) {

@@ -15,6 +15,8 @@ namespace Platform {
 // terminated string per name, ended by an empty string. A TraceLogging event's name goes
 // where newer SDKs call the field EventNameOffset (ActivityIDNameOffset in older ones), its
 // tags into the high 28 bits of Flags, a property's tags into the low 28 bits of Reserved.
+// A TraceLogging array whose count is in the data is PropertyParamCount with its own index as
+// countPropertyIndex: no property holds the count, so its elements are asked for by index.
 void BuildEventInformation(const Etl::EventDescription& description, std::vector<uint8_t>& block);
 
 } // namespace Platform

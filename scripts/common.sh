@@ -9,8 +9,9 @@ export WINEDEBUG=${WINEDEBUG:--all}
 # wine64-preloader is only a recommendation of wine64, but without it Wine maps its
 # fixed pages after the C library has been placed at random: about one start in a
 # thousand finds 0x7ffe0000 taken and wine64 quits at once with exit code 1 and no word.
-# clang with its sanitizer and fuzzer runtimes builds the native half of the suite.
-ksdiag_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine64-preloader googletest
+# clang with its sanitizer and fuzzer runtimes builds the native half of the suite; python3
+# reads ksdiag.exe's JSON output back in the tests.
+ksdiag_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine64-preloader googletest python3
     clang libclang-rt-14-dev)
 
 # Installs whichever Debian packages of the list are missing.

@@ -40,10 +40,10 @@ LSTATUS ReadStatus(HKEY key, uint32_t& status)
     return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
 }
 
-RebootLoggingStatus Failure(const wchar_t* what, LSTATUS error)
+RebootLoggingStatus Failure(RebootLoggingState state, const wchar_t* what, LSTATUS error)
 {
     const auto code = static_cast<uint32_t>(error);
-    return {std::wstring(what) + L" Error " + std::to_wstring(code) + L".", code};
+    return {std::wstring(what) + L" Error " + std::to_wstring(code) + L".", code, state};
 }
 
 } // namespace
@@ -52,39 +52,41 @@ RebootLoggingStatus ReadRebootLoggingStatus(const std::wstring& loggerName)
 {
     if (loggerName.empty()) {
         // No definition can be named by an empty name; the path would be the parent key.
-        return {L"Disabled.", 0};
+        return {L"Disabled.", 0, RebootLoggingState::Disabled};
     }
     UniqueRegistryKey sessionKey;
     LSTATUS result = OpenForReading(HKEY_LOCAL_MACHINE, AutologgerSessionPath(loggerName), sessionKey);
     if (result == ERROR_FILE_NOT_FOUND) {
-        return {L"Disabled.", 0};
+        return {L"Disabled.", 0, RebootLoggingState::Disabled};
     }
     if (result != ERROR_SUCCESS) {
-        return Failure(L"The auto-logger session key is missing.", result);
+        return Failure(RebootLoggingState::SessionKeyUnreadable, L"The auto-logger session key is missing.", result);
     }
     UniqueRegistryKey providerKey;
     result = OpenForReading(sessionKey.Get(), UpperCaseBracedGuid(Trace::ProviderGuid), providerKey);
     if (result != ERROR_SUCCESS) {
-        return Failure(L"The auto-logger provider key is missing.", result);
+        return Failure(RebootLoggingState::ProviderKeyUnreadable, L"The auto-logger provider key is missing.", result);
     }
 
     uint32_t sessionStatus = 0;
     result = ReadStatus(sessionKey.Get(), sessionStatus);
     if (result != ERROR_SUCCESS) {
-        return Failure(L"The auto-logger session status could not be queried.", result);
+        return Failure(RebootLoggingState::SessionStatusUnreadable,
+                       L"The auto-logger session status could not be queried.", result);
     }
     uint32_t providerStatus = 0;
     result = ReadStatus(providerKey.Get(), providerStatus);
     if (result != ERROR_SUCCESS) {
-        return Failure(L"The auto-logger provider status could not be queried.", result);
+        return Failure(RebootLoggingState::ProviderStatusUnreadable,
+                       L"The auto-logger provider status could not be queried.", result);
     }
 
     if (sessionStatus == 0 && providerStatus == 0) {
-        return {L"Enabled.", 0};
+        return {L"Enabled.", 0, RebootLoggingState::Enabled, 0, 0};
     }
     return {L"The auto-logger failed. Session status is " + std::to_wstring(sessionStatus) +
                 L" and provider status is " + std::to_wstring(providerStatus) + L".",
-            ERROR_UNIDENTIFIED_ERROR};
+            ERROR_UNIDENTIFIED_ERROR, RebootLoggingState::Failed, sessionStatus, providerStatus};
 }
 
 } // namespace Session

@@ -9,6 +9,17 @@
 
 namespace Session {
 
+// What the keys said, for reports that name it by a word rather than a sentence.
+enum class RebootLoggingState {
+    Disabled,                 // no auto-logger definition for the session
+    Enabled,                  // both Status values 0 or absent
+    SessionKeyUnreadable,     // the session key could not be opened
+    ProviderKeyUnreadable,    // the product's provider key could not be opened
+    SessionStatusUnreadable,  // the session key's Status could not be read
+    ProviderStatusUnreadable, // the provider key's Status could not be read
+    Failed,                   // a Status value reports a failure
+};
+
 struct RebootLoggingStatus {
     // The text after " Reboot Logging    - ", e.g. "Enabled." or "Disabled.".
     std::wstring text;
@@ -16,6 +27,10 @@ struct RebootLoggingStatus {
     // when a key or value could not be read; 1287 (ERROR_UNIDENTIFIED_ERROR) when a
     // Status value reports a failure.
     uint32_t result = 0;
+    RebootLoggingState state = RebootLoggingState::Disabled;
+    // The Status values, with Enabled and Failed (0 otherwise).
+    uint32_t sessionStatus = 0;
+    uint32_t providerStatus = 0;
 };
 
 // Reads HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\WMI\Autologger\<loggerName>

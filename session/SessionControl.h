@@ -28,6 +28,10 @@ uint32_t StopLog();
 // the auto-logger reports a failure.
 uint32_t ReportStatus();
 
+// The same report as one JSON object on one line (session/StatusReportJson.cpp); the same
+// result. Used by STATUS /format:json only.
+uint32_t ReportStatusJson();
+
 // %PROGRAMDATA%\Kestrova\Diagnostics\Logs\Kestrova-Log-%COMPUTERNAME%.etl, expanded into
 // 260 UTF-16 units and taken up to the first zero: an expansion that needs more room is
 // whatever text the system left in those units (never more than 259), not the whole.

@@ -1,11 +1,11 @@
 #include "viewer/EventCallback.h"
 
-#include "session/SessionIdentity.h"
 #include "trace/DebugTrace.h"
-#include "trace/EtwWriter.h"
 #include "viewer/ConsoleColour.h"
 #include "viewer/EventHeaderText.h"
 #include "viewer/EventInformation.h"
+#include "viewer/EventSelection.h"
+#include "viewer/JsonEvent.h"
 #include "viewer/LogText.h"
 #include "viewer/Minidump.h"
 #include "viewer/PropertyReader.h"
@@ -22,77 +22,12 @@ namespace Viewer {
 
 namespace {
 
-enum class Provider { Product, Winlogon, KernelProcess, Other };
-
 // Product event ids and tasks the rendering depends on.
-constexpr USHORT DebugImageId = 2020;
 constexpr USHORT DebugFaultId = 2021;
 constexpr USHORT TraceTask = 1;
 constexpr USHORT MethodTask = 2;
 constexpr USHORT OperationalTask = 3;
 constexpr USHORT WinlogonStartedId = 811;
-constexpr USHORT WinlogonFinishedId = 812;
-constexpr uint32_t EveryProcess = 0xFFFFFFFF;
-
-Provider Classify(const GUID& provider)
-{
-    if (IsEqualGUID(provider, Trace::ProviderGuid)) {
-        return Provider::Product;
-    }
-    if (IsEqualGUID(provider, Session::WinlogonProviderGuid)) {
-        return Provider::Winlogon;
-    }
-    if (IsEqualGUID(provider, Session::KernelProcessProviderGuid)) {
-        return Provider::KernelProcess;
-    }
-    return Provider::Other;
-}
-
-bool KernelProcessWanted(USHORT id, const ViewOptions& options)
-{
-    switch (id) {
-    case 1: // process start
-    case 2: // process stop
-        return options.process != 0;
-    case 3: // thread start
-    case 4: // thread stop
-        return options.process != 0 && options.threads != 0;
-    case 5: // image load
-    case 6: // image unload
-        return options.process != 0 && options.images != 0;
-    default:
-        return false;
-    }
-}
-
-// Step one of the callback: false drops the record without output. Image events are
-// consumed here, never shown.
-bool Wanted(Provider provider, const EVENT_RECORD& record, const ViewOptions& options)
-{
-    const EVENT_DESCRIPTOR& descriptor = record.EventHeader.EventDescriptor;
-    switch (provider) {
-    case Provider::Product:
-        // The level filter comes first, so that below INFO even image events go and
-        // stacks stay unresolved.
-        if (descriptor.Level > options.level) {
-            return false;
-        }
-        if (descriptor.Id == DebugImageId) {
-            if (options.callstack != 0) {
-                LoadImageSymbols(record);
-            }
-            return false;
-        }
-        return true;
-    case Provider::Winlogon:
-        return options.winlogon != 0 && (descriptor.Id == WinlogonStartedId || descriptor.Id == WinlogonFinishedId);
-    case Provider::KernelProcess:
-        return KernelProcessWanted(descriptor.Id, options);
-    case Provider::Other:
-        break;
-    }
-    return false;
-}
 
 WORD HeaderColour(Provider provider, UCHAR level)
 {
@@ -249,17 +184,14 @@ void WriteKernelProcessBody(const EVENT_RECORD& record)
 void Render(const EVENT_RECORD& record, const ViewOptions& options)
 {
     const Provider provider = Classify(record.EventHeader.ProviderId);
-    if (!Wanted(provider, record, options)) {
+    // The window comes after the filters, so that image events before it still load
+    // their modules for the stacks inside it.
+    if (!Wanted(provider, record, options, ImageOutput::Text) || !InTimeWindow(record, options)) {
         return;
     }
     ULONG error = ERROR_SUCCESS;
     const TRACE_EVENT_INFO* information = GetEventInformation(record, error);
-    if (information == nullptr) {
-        return;
-    }
-    // For a process start this is the new process, not the one that logged the event.
-    if (provider == Provider::KernelProcess && options.process != EveryProcess &&
-        ReadNumber(record, L"ProcessID") != options.process) {
+    if (information == nullptr || !OfWantedProcess(provider, record, options)) {
         return;
     }
     ConsoleColour colour;
@@ -287,7 +219,12 @@ VOID WINAPI OnEventRecord(PEVENT_RECORD record)
         return;
     }
     try {
-        Render(*record, *static_cast<const ViewOptions*>(record->UserContext));
+        const auto& options = *static_cast<const ViewOptions*>(record->UserContext);
+        if (options.format == FormatJson) {
+            RenderJsonEvent(*record, options);
+        } else {
+            Render(*record, options);
+        }
     } catch (const std::exception& failure) {
         Trace::TraceError(L"Failed to render event [%u] error [%S]", record->EventHeader.EventDescriptor.Id,
                           failure.what());

@@ -1,5 +1,6 @@
 #include "viewer/LogReader.h"
 
+#include "base/TextConversion.h"
 #include "platform/BuiltinConsumer.h"
 #include "platform/BuiltinTdh.h"
 #include "platform/ConsoleApi.h"
@@ -35,16 +36,27 @@ static_assert(viewerSymbolOptions == 0x01010A33);
 TRACEHANDLE liveSession = 0;
 TRACEHANDLE liveConsumer = INVALID_PROCESSTRACE_HANDLE;
 
+// A line of VIEW's own on the console: standard output beside the text view; standard
+// error beside the JSON view, whose standard output holds JSON only.
+void PrintLine(const ViewOptions& options, const std::wstring& line)
+{
+    if (options.format == FormatJson) {
+        std::cerr << Base::WideToConsole(line) << "\n";
+    } else {
+        std::wcout << line << std::endl;
+    }
+}
+
 void PrepareSymbolOptions(const ViewOptions& options)
 {
     DbgHelp& dbghelp = DbgHelpBindings();
     const bool haveGet = BindDbgHelp(dbghelp.SymGetOptions, "SymGetOptions");
     if (!haveGet) {
-        std::wcout << L"Failed to locate dbghelp!SymGetOptions" << std::endl;
+        PrintLine(options, L"Failed to locate dbghelp!SymGetOptions");
     }
     const bool haveSet = BindDbgHelp(dbghelp.SymSetOptions, "SymSetOptions");
     if (!haveSet) {
-        std::wcout << L"Failed to locate dbghelp!SymSetOptions" << std::endl;
+        PrintLine(options, L"Failed to locate dbghelp!SymSetOptions");
     }
     if (haveGet && haveSet) {
         const DWORD debug = options.symbols != 0 ? SYMOPT_DEBUG : 0;
@@ -52,10 +64,11 @@ void PrepareSymbolOptions(const ViewOptions& options)
     }
 }
 
-void PrintOpenFailure(const std::wstring& path, ULONG error)
+void PrintOpenFailure(const ViewOptions& options, const std::wstring& path, ULONG error)
 {
-    std::wcout << (error == ERROR_FILE_NOT_FOUND ? L"Unable to find file " : L"Unexpected error when opening file ")
-               << L'"' << path << L"\"." << std::endl;
+    PrintLine(options, std::wstring(error == ERROR_FILE_NOT_FOUND ? L"Unable to find file "
+                                                                  : L"Unexpected error when opening file ") +
+                           L'"' + path + L"\".");
 }
 
 // A file the system's consumer could not open, but which exists and opens for reading,
@@ -68,11 +81,11 @@ bool OpensForReading(const std::wstring& path)
 
 // The built-in reader's account of bytes that contradict the format (buffer, file offset,
 // offset in the buffer), on a line of its own before VIEW's usual failure line.
-void PrintReadFailure(bool builtin)
+void PrintReadFailure(const ViewOptions& options, bool builtin)
 {
     if (builtin) {
         if (const std::string failure = Platform::BuiltinReadFailure(); !failure.empty()) {
-            std::wcout << std::wstring(failure.begin(), failure.end()) << std::endl;
+            PrintLine(options, std::wstring(failure.begin(), failure.end()));
         }
     }
 }
@@ -170,8 +183,8 @@ uint32_t ViewLogFile(const std::wstring& path, ViewOptions& options)
     }
     if (consumer == INVALID_PROCESSTRACE_HANDLE) {
         Trace::TraceError(L"OpenTrace with file [%s] failed with error [%lu]", path.c_str(), error);
-        PrintReadFailure(builtin);
-        PrintOpenFailure(path, error);
+        PrintReadFailure(options, builtin);
+        PrintOpenFailure(options, path, error);
         return error;
     }
     // Records of the built-in reader are decoded by the built-in decoder, which is also
@@ -182,10 +195,16 @@ uint32_t ViewLogFile(const std::wstring& path, ViewOptions& options)
     }
     // Loaded only now, so that a missing file costs no manifest extraction.
     LoadInstrumentationManifest();
-    if (const ULONG status = consumers.ProcessTrace(&consumer, 1, nullptr, nullptr); status != 0) {
+    // Past /to nothing is shown, so the reader may stop there. /from is left to the event
+    // callback: image events before it still load the modules of the stacks inside it.
+    FILETIME end{};
+    end.dwLowDateTime = static_cast<DWORD>(static_cast<uint64_t>(options.to) & 0xFFFFFFFFu);
+    end.dwHighDateTime = static_cast<DWORD>(static_cast<uint64_t>(options.to) >> 32);
+    FILETIME* endTime = options.to != LatestTime ? &end : nullptr;
+    if (const ULONG status = consumers.ProcessTrace(&consumer, 1, nullptr, endTime); status != 0) {
         Trace::TraceError(L"ProcessTrace with file [%s] failed with error [%lu]", path.c_str(), status);
-        PrintReadFailure(builtin);
-        std::wcout << L"Unexpected error whilst processing file \"" << path << L"\"." << std::endl;
+        PrintReadFailure(options, builtin);
+        PrintLine(options, L"Unexpected error whilst processing file \"" + path + L"\".");
         // The consumer is left open on this path; the process ends soon after anyway.
         return status;
     }

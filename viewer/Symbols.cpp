@@ -39,6 +39,25 @@ HANDLE SymbolProcess(DWORD processId)
     return reinterpret_cast<HANDLE>(static_cast<uintptr_t>(processId));
 }
 
+// The symbol callback's registration context: where the handler's diagnostics go.
+constexpr ULONG64 diagnosticsToOutput = 0;
+constexpr ULONG64 diagnosticsToError = 1;
+
+// The modules loaded for symbols, so that a frame can name the image that holds it even
+// where dbghelp knows no symbol there.
+struct LoadedModule {
+    DWORD processId = 0;
+    uint64_t base = 0;
+    uint64_t size = 0;
+    std::string fileName; // as the image event logged it (ANSI)
+};
+
+std::vector<LoadedModule>& LoadedModules()
+{
+    static std::vector<LoadedModule> modules;
+    return modules;
+}
+
 // Process ids whose symbol handler set-up has been tried, successful or not.
 std::vector<DWORD>& InitialisedProcesses()
 {
@@ -46,7 +65,7 @@ std::vector<DWORD>& InitialisedProcesses()
     return processes;
 }
 
-void InitialiseProcess(DWORD processId)
+void InitialiseProcess(DWORD processId, ImageOutput output)
 {
     std::vector<DWORD>& processes = InitialisedProcesses();
     if (std::find(processes.begin(), processes.end(), processId) != processes.end()) {
@@ -63,7 +82,8 @@ void InitialiseProcess(DWORD processId)
     }
     if (!BindDbgHelp(dbghelp.SymRegisterCallback64, "SymRegisterCallback64")) {
         Trace::TraceError(L"SymRegisterCallback64 was unavailable");
-    } else if (!dbghelp.SymRegisterCallback64(SymbolProcess(processId), SymbolCallback, 0)) {
+    } else if (!dbghelp.SymRegisterCallback64(SymbolProcess(processId), SymbolCallback,
+                                              output == ImageOutput::Json ? diagnosticsToError : diagnosticsToOutput)) {
         const DWORD error = ::GetLastError();
         Trace::TraceError(L"Failed to initialise symbol callback for process [%lu] with error [%lu]", processId, error);
     }
@@ -158,19 +178,22 @@ void LoadModuleSymbols(const EVENT_RECORD& record, const std::string& fileName)
     } else {
         Trace::TraceInfo(L"Loaded [%S] between [0x%016llx] and [0x%016llx] size [%lu]", fileName.c_str(), base,
                          base + size, static_cast<DWORD>(size));
+        LoadedModules().push_back(LoadedModule{record.EventHeader.ProcessId, base, size, fileName});
     }
 }
 
-void LoadImage(const EVENT_RECORD& record)
+void LoadImage(const EVENT_RECORD& record, ImageOutput output)
 {
-    InitialiseProcess(record.EventHeader.ProcessId);
+    InitialiseProcess(record.EventHeader.ProcessId, output);
     std::string fileName;
     if (ReadAnsiProperty(record, L"filename", fileName) != ERROR_SUCCESS) {
         return;
     }
     std::string version;
     ReadAnsiProperty(record, L"version", version);
-    PrintImageLine(record, fileName, version, ReadMachine(record));
+    if (output == ImageOutput::Text) {
+        PrintImageLine(record, fileName, version, ReadMachine(record));
+    }
     try {
         LoadModuleSymbols(record, fileName);
     } catch (const std::exception& failure) {
@@ -248,8 +271,9 @@ void PrintSourceLine(HANDLE process, uint64_t address)
 
 // The symbol handler's diagnostics name the modules of the log, so they are escaped
 // like the log's own text, keeping their line feeds. The escaped text is ASCII and goes
-// to the narrow stream unchanged.
-void WriteSymbolHandlerText(const char* text)
+// to the narrow stream unchanged: standard output beside the text view, standard error
+// beside the JSON view, whose standard output holds JSON only.
+void WriteSymbolHandlerText(const char* text, ULONG64 context)
 {
     const std::wstring escaped = Base::EscapeNonPrintable(Base::AnsiToWide(text), true);
     std::string narrow;
@@ -257,7 +281,12 @@ void WriteSymbolHandlerText(const char* text)
     for (const wchar_t c : escaped) {
         narrow.push_back(static_cast<char>(c));
     }
-    std::cout << narrow;
+    (context == diagnosticsToError ? std::cerr : std::cout) << narrow;
+}
+
+std::string AnsiText(const char* text)
+{
+    return text != nullptr ? std::string(text) : std::string();
 }
 
 } // namespace
@@ -276,10 +305,10 @@ std::wstring MachineSuffix(uint16_t machine)
     }
 }
 
-void LoadImageSymbols(const EVENT_RECORD& record)
+void LoadImageSymbols(const EVENT_RECORD& record, ImageOutput output)
 {
     Trace::TraceEnter(L"LoadImageSymbols");
-    LoadImage(record);
+    LoadImage(record, output);
     Trace::TraceExit(L"LoadImageSymbols");
 }
 
@@ -340,19 +369,19 @@ void PrintCallStack(const EVENT_RECORD& record, uint32_t frameLimit)
     }
 }
 
-BOOL CALLBACK SymbolCallback(HANDLE, ULONG action, ULONG64 data, ULONG64)
+BOOL CALLBACK SymbolCallback(HANDLE, ULONG action, ULONG64 data, ULONG64 context)
 {
     if (action == CBA_EVENT) {
         const auto* event = reinterpret_cast<const IMAGEHLP_CBA_EVENT*>(data);
         if (event != nullptr && event->desc != nullptr) {
-            WriteSymbolHandlerText(event->desc);
+            WriteSymbolHandlerText(event->desc, context);
         }
         return TRUE;
     }
     if (action == CBA_DEBUG_INFO) {
         const auto* text = reinterpret_cast<const char*>(data);
         if (text != nullptr) {
-            WriteSymbolHandlerText(text);
+            WriteSymbolHandlerText(text, context);
         }
         return TRUE;
     }
@@ -365,6 +394,53 @@ void Reset::ForgetSymbolProcesses()
     // id up again brings Wine's dbghelp down, so what the library holds for an id stays,
     // and a test that needs a clean one uses an id of its own.
     InitialisedProcesses().clear();
+    LoadedModules().clear();
+}
+
+void ReadStackAddresses(const EVENT_RECORD& record, std::vector<uint64_t>& addresses)
+{
+    addresses.clear();
+    const EVENT_HEADER_EXTENDED_DATA_ITEM* item = record.ExtendedData != nullptr ? FindStack(record) : nullptr;
+    if (item == nullptr) {
+        return;
+    }
+    const StackFrames frames(*item);
+    for (size_t index = 0; index < frames.Count(); ++index) {
+        addresses.push_back(frames.At(index));
+    }
+}
+
+void ResolveStackFrame(const EVENT_RECORD& record, uint64_t address, ResolvedFrame& frame)
+{
+    frame = ResolvedFrame{};
+    for (const LoadedModule& module : LoadedModules()) {
+        if (module.processId == record.EventHeader.ProcessId && address >= module.base &&
+            address - module.base < module.size) {
+            frame.module = module.fileName;
+        }
+    }
+    DbgHelp& dbghelp = DbgHelpBindings();
+    const HANDLE process = SymbolProcess(record.EventHeader.ProcessId);
+    SymbolRecord symbol{};
+    symbol.info.SizeOfStruct = sizeof(SYMBOL_INFO);
+    symbol.info.MaxNameLen = sizeof(symbol.name);
+    DWORD64 displacement = 0;
+    if (!BindDbgHelp(dbghelp.SymFromAddr, "SymFromAddr") ||
+        !dbghelp.SymFromAddr(process, address, &displacement, &symbol.info)) {
+        return;
+    }
+    frame.function.assign(symbol.info.Name, ::strnlen(symbol.info.Name, sizeof(symbol.name)));
+    if (!BindDbgHelp(dbghelp.SymGetLineFromAddr64, "SymGetLineFromAddr64")) {
+        return;
+    }
+    IMAGEHLP_LINE64 line{};
+    line.SizeOfStruct = sizeof(IMAGEHLP_LINE64);
+    DWORD lineDisplacement = 0;
+    if (dbghelp.SymGetLineFromAddr64(process, address, &lineDisplacement, &line) && line.FileName != nullptr &&
+        line.FileName[0] != '\0') {
+        frame.file = AnsiText(line.FileName);
+        frame.line = line.LineNumber;
+    }
 }
 
 } // namespace Viewer

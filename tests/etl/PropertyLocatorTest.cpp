@@ -189,6 +189,27 @@ TEST(PropertyLocator, LocatesArrayElements)
     EXPECT_TRUE(elements.empty());
 }
 
+TEST(PropertyLocator, LocatesStructMembersAsTwoDescriptorsNameThem)
+{
+    const Etl::EventDescription description = Etl::ReadManifest(Testing::richManifest)[0];
+    const std::vector<uint8_t> data = TemplatePayload().Data();
+    const Etl::Event event = MakeEvent(testProvider, 1, 0, data);
+    // Pairs[0] is { Key 2, Text "hi" } at 26, Pairs[1] { Key 0, Text "" } at 29; a member's
+    // length comes from the member before it in the same element.
+    ExpectAt(Etl::LocateStructMember(event, description, u"Pairs", 0, u"Key"), 26, 1);
+    ExpectAt(Etl::LocateStructMember(event, description, u"Pairs", 0, u"Text"), 27, 2);
+    ExpectAt(Etl::LocateStructMember(event, description, u"Pairs", 1, u"Key"), 29, 1);
+    ExpectAt(Etl::LocateStructMember(event, description, u"Pairs", 1, u"Text"), 30, 0);
+    ExpectAt(Etl::LocateStructMember(event, description, u"Pairs", 0, u"Text", 0), 27, 2);
+    ExpectStatus(Etl::LocateStructMember(event, description, u"Pairs", 0, u"Text", 1), Etl::statusBadArrayIndex);
+    ExpectStatus(Etl::LocateStructMember(event, description, u"Pairs", 2, u"Key"), Etl::statusBadArrayIndex);
+    ExpectStatus(Etl::LocateStructMember(event, description, u"Pairs", Etl::allElements, u"Key"),
+                 Etl::statusBadArrayIndex);
+    ExpectStatus(Etl::LocateStructMember(event, description, u"Pairs", 0, u"Sid"), Etl::StatusNotFound);
+    ExpectStatus(Etl::LocateStructMember(event, description, u"Size", 0, u"Key"), Etl::StatusNotFound);
+    ExpectStatus(Etl::LocateStructMember(event, description, u"Nothing", 0, u"Key"), Etl::StatusNotFound);
+}
+
 TEST(PropertyLocator, AnswersInvalidEventDataWhenACountOrLengthAsksForMoreThanThereIs)
 {
     const Etl::EventDescription description = Etl::ReadManifest(Testing::richManifest)[0];

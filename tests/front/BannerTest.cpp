@@ -23,7 +23,7 @@ TEST(Banner, VersionIsTheProjectVersion)
 TEST(Banner, ProductLineThenEmptyLine)
 {
     Testing::OutputCapture capture;
-    Front::PrintBanner();
+    Front::PrintBanner(std::cout);
     EXPECT_EQ("Kestrova Diagnostics Utility, Version " KSDIAG_VERSION_TEXT "\n\n", capture.Out());
     EXPECT_EQ("", capture.Err());
 }

@@ -64,6 +64,21 @@ std::vector<std::string> ExpectedHelpLines(const std::string& moduleFileName)
         "  \tDisplays live log messages. If a level is not specified, then INFO log",
         "  \tstatements are displayed.",
         "",
+        "  VIEW and LIVE [/format:json] [/all] [/from:<time>] [/to:<time>]",
+        "  STATUS [/format:json]",
+        "",
+        "  \tThe format argument json writes JSON Lines instead of text: one object",
+        "  \tper event on standard output and nothing else there; the banner then goes",
+        "  \tto standard error. STATUS /format:json writes its report as one object.",
+        "  \tThe all argument, with /format:json only, shows every event of every",
+        "  \tprovider in the file, whatever its level; the level must still be given,",
+        "  \tand the winlogon, process, threads and images arguments do not apply.",
+        "",
+        "  \tThe from and to arguments show only the events between two times, both",
+        "  \tincluded, as text or JSON. A time is written as 2024-03-07T09:05:01.042Z",
+        "  \tor 2024-03-07T10:05:01+01:00; without a zone it is local time, as the",
+        "  \ttext view prints it, and \"2024-03-07 10:05:01\" may be used as well.",
+        "",
     };
 }
 

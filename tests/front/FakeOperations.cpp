@@ -44,6 +44,13 @@ uint32_t FakeReportStatus()
     return current->statusResult;
 }
 
+uint32_t FakeReportStatusJson()
+{
+    ++current->statusJsonCalls;
+    During();
+    return current->statusResult;
+}
+
 uint32_t FakeViewLogFile(const std::wstring& path, Viewer::ViewOptions& options)
 {
     ++current->viewCalls;
@@ -65,8 +72,8 @@ void FakeRunLiveView(Viewer::ViewOptions& options)
 FakeOperations::FakeOperations() : table(Front::CommandOperations())
 {
     current = &record;
-    *table = Front::Operations{FakeStartLog,           FakeStopLog,     FakeReportStatus,
-                               FakeDefaultLogFilePath, FakeViewLogFile, FakeRunLiveView};
+    *table = Front::Operations{FakeStartLog,    FakeStopLog,     FakeReportStatus,    FakeDefaultLogFilePath,
+                               FakeViewLogFile, FakeRunLiveView, FakeReportStatusJson};
 }
 
 FakeOperations::~FakeOperations()

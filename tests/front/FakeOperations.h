@@ -26,6 +26,7 @@ struct OperationsRecord {
 
     uint32_t statusResult = 0;
     int statusCalls = 0;
+    int statusJsonCalls = 0; // answered with statusResult too
 
     uint32_t viewResult = 0;
     int viewCalls = 0;

@@ -219,3 +219,25 @@ TEST_F(KsdiagExe, BannerNamesTheVersionTheFileCarries)
     const Testing::ChildResult result = RunKsdiag({});
     EXPECT_EQ("Kestrova Diagnostics Utility, Version " + fileVersion + "\r\n\r\n", result.out);
 }
+
+TEST_F(KsdiagExe, JsonKeepsStandardOutputForJsonAlone)
+{
+    // The banner and every failure go to standard error; standard output stays empty.
+    const Testing::ChildResult missing =
+        RunKsdiag({L"VIEW", L"/format:json", L"/level:info", L"/reader:builtin", L"/file:no-such-log-for-json.etl"});
+    ExpectResult(missing, 1, "",
+                 banner + "Unable to find file \"no-such-log-for-json.etl\".\r\nView log failed with error 2.\r\n");
+    const Testing::ChildResult level = RunKsdiag({L"VIEW", L"/format:json", L"/level:loud"});
+    ExpectResult(level, 1, "", banner + ViewLevelFailure());
+    const Testing::ChildResult time = RunKsdiag({L"LIVE", L"/format:json", L"/level:info", L"/from:soon"});
+    ExpectResult(time, 1, "", banner + "Unrecognised time. " + HelpHint());
+}
+
+TEST_F(KsdiagExe, OptionFailuresOfTheTextViewStayOnStandardOutput)
+{
+    ExpectResult(RunKsdiag({L"VIEW", L"/level:info", L"/all"}), 1,
+                 banner + "The all option needs /format:json. " + HelpHint(), "");
+    ExpectResult(RunKsdiag({L"VIEW", L"/level:info", L"/format:xml"}), 1, banner + "Unrecognised format. " + HelpHint(),
+                 "");
+    ExpectResult(RunKsdiag({L"STATUS", L"/format:yaml"}), 1, banner + "Unrecognised format. " + HelpHint(), "");
+}

@@ -52,6 +52,7 @@ void IgnoreLive(Viewer::ViewOptions&)
 
 int main(int argc, char** argv)
 {
-    Front::CommandOperations() = Front::Operations{RecordStart, Succeed, Succeed, DefaultPath, RecordView, IgnoreLive};
+    Front::CommandOperations() =
+        Front::Operations{RecordStart, Succeed, Succeed, DefaultPath, RecordView, IgnoreLive, Succeed};
     return Front::ProcessMain(argc, argv);
 }

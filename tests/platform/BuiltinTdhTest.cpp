@@ -235,16 +235,25 @@ TEST_F(BuiltinTdh, ShortPropertyBufferIsInsufficient)
                                      sizeof buffer, buffer));
 }
 
-TEST_F(BuiltinTdh, PathsIntoStructuresAreNotSupported)
+TEST_F(BuiltinTdh, PathsReachStructMembersOnlyAndNoDeeper)
 {
     const RecordedEvent event = Testing::OperationalEvent(2, 2012).Build();
-    PROPERTY_DATA_DESCRIPTOR descriptors[2] = {};
-    descriptors[0].PropertyName = reinterpret_cast<ULONGLONG>(L"Message");
-    descriptors[0].ArrayIndex = ULONG_MAX;
-    descriptors[1] = descriptors[0];
+    PROPERTY_DATA_DESCRIPTOR descriptors[3] = {};
+    for (PROPERTY_DATA_DESCRIPTOR& descriptor : descriptors) {
+        descriptor.PropertyName = reinterpret_cast<ULONGLONG>(L"Message");
+        descriptor.ArrayIndex = ULONG_MAX;
+    }
+    auto* record = const_cast<EVENT_RECORD*>(&event.record);
     ULONG size = 0;
+    // "Message" is no struct, so it has no member of that name.
+    EXPECT_EQ(static_cast<ULONG>(ERROR_NOT_FOUND),
+              builtin.TdhGetPropertySize(record, 0, nullptr, 2, descriptors, &size));
+    // TDH's structs hold no structs: a third level is never there.
     EXPECT_EQ(static_cast<ULONG>(ERROR_NOT_SUPPORTED),
-              builtin.TdhGetPropertySize(const_cast<EVENT_RECORD*>(&event.record), 0, nullptr, 2, descriptors, &size));
+              builtin.TdhGetPropertySize(record, 0, nullptr, 3, descriptors, &size));
+    descriptors[1].PropertyName = 0;
+    EXPECT_EQ(static_cast<ULONG>(ERROR_INVALID_PARAMETER),
+              builtin.TdhGetPropertySize(record, 0, nullptr, 2, descriptors, &size));
 }
 
 TEST_F(BuiltinTdh, PointerSizeContextOverridesTheHeader)
