@@ -11,8 +11,9 @@ checks:
   event and the EventTrace records that follow it there; the events per provider, id and
   version are FIGURES.md's; times never go backwards;
 - a few TraceLogging fields against the bytes of their files;
-- the product log: the JSON and the text view describe the same events (count, times,
-  process and thread ids, terminal sessions, level names, texts);
+- the product log and the product's sample log (samples/): the JSON and the text view
+  describe the same events (count, times, process and thread ids, terminal sessions,
+  level names, texts, messages);
 - the hostile log: every text arrives as the characters it was, unpaired surrogates and
   bytes that are not UTF-8 as U+FFFD.
 Exit code 0 when every check passed; prints "N passed, N failed".
@@ -194,6 +195,51 @@ def check_agreement(args, path):
                   what + ": stack")
 
 
+def check_product_sample(args, path):
+    """samples/kestrova-sample.etl: the text view and the JSON describe the same events. The
+    text view spreads an error's stack text over the lines after its header and ends a
+    fault's line with the minidump it wrote, then an empty line; JSON writes no file."""
+    objects = view_json(args, path, [])
+    code, out, err = run(args, ["VIEW", "/level:debug", "/nologo", "/reader:builtin", "/file:" + windows_path(path)])
+    check(code == 0 and err == b"", "product sample: the text view succeeds")
+    events = []
+    for line in out.decode("utf-8").split("\r\n")[:-1]:
+        match = TEXT_LINE.match(line)
+        if match is not None:
+            events.append((match.groups(), []))
+        elif line and events:
+            events[-1][1].append(line)
+    # 16 events written; the image event is shown by neither view without /callstack.
+    if objects is None or not check(len(events) == len(objects) == 15, "product sample: %d text events, %d JSON "
+                                    "lines, 15 to show" % (len(events), len(objects))):
+        return
+    for (groups, more), event in zip(events, objects):
+        stamp, source, session, pid, tid, rest = groups
+        what = "product sample, " + stamp + " " + rest
+        properties = event["properties"]
+        level = event["level"].get("name")
+        if level is not None:
+            check(rest.startswith(level + " "), what + ": level " + level)
+            rest = rest[len(level) + 1:]
+        check(event["time"][:23] == stamp.replace(" ", "T"), what + ": time " + event["time"])
+        check((event["pid"], event["tid"], event.get("session")) == (int(pid), int(tid), int(session)),
+              what + ": session, pid and tid")
+        check(properties["ProcessName"] == source, what + ": source")
+        if event["task"] == 3:
+            check(rest == "%s : %s %s" % (properties["Name"], properties["Message"], properties["Arguments"]),
+                  what + ": operational text")
+            check(event["message"] == properties["Name"], what + ": message %r" % event["message"])
+            stack = properties["Stack"].split("\n") if event["level"]["value"] == 2 else []
+            check(more == stack, what + ": stack text %r" % more)
+        elif event["id"] == 2021:
+            check(rest.startswith("Fault. Minidump written to ") and rest.endswith(".dmp"), what + ": fault")
+            check(event["message"] == "fault:" + properties["ProcessName"], what + ": message")
+            check(len(properties["debug"]) > 0, what + ": the minidump's text")
+        else:
+            text = properties["Message"] if event["task"] == 1 else properties["Arguments"]
+            check(rest == text and event["message"].endswith(":" + text), what + ": trace text")
+
+
 def check_hostile(args, path):
     objects = view_json(args, path, ["/all"])
     # The header buffer's two EventTrace records, then the six events.
@@ -221,6 +267,7 @@ def main():
     parser.add_argument("--fixtures", required=True, help="json_fixture_logs.exe")
     parser.add_argument("--samples", required=True)
     parser.add_argument("--work", required=True)
+    parser.add_argument("--product-sample", required=True, help="samples/kestrova-sample.etl")
     args = parser.parse_args()
 
     os.makedirs(args.work, exist_ok=True)
@@ -228,6 +275,7 @@ def main():
     if check(written.returncode == 0, "json_fixture_logs wrote the logs"):
         check_agreement(args, os.path.join(args.work, "product.etl"))
         check_hostile(args, os.path.join(args.work, "hostile.etl"))
+    check_product_sample(args, args.product_sample)
     for name in sorted(SAMPLES):
         check_sample(args, name)
     print("%d passed, %d failed" % (results["passed"], results["failed"]))
